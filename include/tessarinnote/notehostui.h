@@ -1,7 +1,7 @@
 // Host UI library (libnotehostui): the trace, warning-window and telemetry services that the
 // plug-in calls as it would call its host's frameworks. A host may redirect each of them by
-// registering a callback; with none registered, trace lines go to standard error, warnings to
-// a Qt message box when a QApplication runs (else standard error), and telemetry is dropped.
+// registering a callback; with none registered, trace lines and warnings go to standard error
+// and telemetry is dropped.
 // All functions are called on the host's main thread.
 #pragma once
 
