@@ -1,0 +1,210 @@
+// Change PDU: segmentation of the edit's text and its XML form.
+#include "xml/NoteChangeInfoPDU.h"
+
+#include <cstdlib>
+#include <sstream>
+
+namespace {
+
+std::string DecimalText(int value)
+{
+    std::ostringstream os;
+    os << value;
+    return os.str();
+}
+
+int IntOrZero(const std::string& text)
+{
+    return text.empty() ? 0 : atoi(text.c_str());
+}
+
+CNoteSegInfo MakeSegment(const std::string& text, bool special)
+{
+    CNoteSegInfo seg;
+    seg.SetSegInfo(text);
+    seg.SetSpecial(special);
+    return seg;
+}
+
+}  // namespace
+
+CNoteChangeInfoPDU::CNoteChangeInfoPDU()
+    : m_strOffset("0"), m_strOffsetLast("0"), m_strCacheId("0"), m_strUniqueId("0")
+{
+    m_bConvertCharset = 0;
+    SetMainType(XMLPDU_CHANGE_INFO);
+}
+
+CNoteChangeInfoPDU::~CNoteChangeInfoPDU() = default;
+
+void CNoteChangeInfoPDU::SetOffSet(int nValue, int which)
+{
+    SetOffSet(DecimalText(nValue), which);
+}
+
+void CNoteChangeInfoPDU::SetOffSet(const std::string& strValue, int which)
+{
+    (which == 0 ? m_strOffset : m_strOffsetLast) = strValue;
+}
+
+std::string CNoteChangeInfoPDU::GetOffSet(int which) const
+{
+    return which == 0 ? m_strOffset : m_strOffsetLast;
+}
+
+int CNoteChangeInfoPDU::GetOffSet_INT(int which) const
+{
+    return IntOrZero(GetOffSet(which));
+}
+
+void CNoteChangeInfoPDU::SetCacheId(int id)
+{
+    m_strCacheId = DecimalText(id);
+}
+
+void CNoteChangeInfoPDU::SetCacheId(const std::string& id)
+{
+    m_strCacheId = id;
+}
+
+std::string CNoteChangeInfoPDU::GetCacheId() const
+{
+    return m_strCacheId;
+}
+
+int CNoteChangeInfoPDU::GetCacheId_INT() const
+{
+    return IntOrZero(m_strCacheId);
+}
+
+void CNoteChangeInfoPDU::SetUniqueId(int id)
+{
+    m_strUniqueId = DecimalText(id);
+}
+
+void CNoteChangeInfoPDU::SetUniqueId(const std::string& id)
+{
+    m_strUniqueId = id;
+}
+
+std::string CNoteChangeInfoPDU::GetUniqueId() const
+{
+    return m_strUniqueId;
+}
+
+int CNoteChangeInfoPDU::GetUniqueId_INT() const
+{
+    return IntOrZero(m_strUniqueId);
+}
+
+void CNoteChangeInfoPDU::AddNetInfo(const std::string& marker)
+{
+    m_vecNetInfo.push_back(marker);
+}
+
+void CNoteChangeInfoPDU::GetNetInfo(int index, std::string& out) const
+{
+    out = (index >= 0 && static_cast<size_t>(index) < m_vecNetInfo.size())
+              ? m_vecNetInfo[static_cast<size_t>(index)]
+              : std::string();
+}
+
+int CNoteChangeInfoPDU::GetNetInfoCount_INT() const
+{
+    return static_cast<int>(m_vecNetInfo.size());
+}
+
+void CNoteChangeInfoPDU::ResetNetInfo()
+{
+    m_vecNetInfo.clear();
+}
+
+// Each marker is searched from the start of the whole message. A marker that is missing
+// adds the whole message as one more plain segment and ends the cut, even after earlier
+// markers were cut out; the text is then carried twice, as the format has always done.
+void CNoteChangeInfoPDU::SetNoteMsg(const std::string& msg)
+{
+    m_vecSegInfo.clear();
+    if (msg.empty()) return;
+    long nNext = 0;
+    for (const std::string& marker : m_vecNetInfo) {
+        const size_t p = msg.find(marker);
+        if (p == std::string::npos) {
+            m_vecSegInfo.push_back(MakeSegment(msg, false));
+            return;
+        }
+        if (p > 0) m_vecSegInfo.push_back(MakeSegment(msg.substr(0, p), false));
+        m_vecSegInfo.push_back(MakeSegment(msg.substr(p, marker.size()), true));
+        nNext = static_cast<long>(p + marker.size());
+        if (static_cast<size_t>(nNext) >= msg.size()) return;
+    }
+    if (nNext >= 0 && static_cast<size_t>(nNext) < msg.size()) {
+        m_vecSegInfo.push_back(MakeSegment(msg.substr(static_cast<size_t>(nNext)), false));
+    }
+}
+
+std::string CNoteChangeInfoPDU::GetNoteMsg()
+{
+    std::string msg;
+    for (const CNoteSegInfo& seg : m_vecSegInfo) {
+        if (seg.GetSpecial()) continue;
+        std::string text = seg.GetSegInfo();
+        strToRecover(text, seg.GetPosVec());
+        msg += text;
+        if (seg.GetEndln()) msg += "\r\n";
+    }
+    return msg;
+}
+
+bool CNoteChangeInfoPDU::GenerateXMLPDU()
+{
+    Clear();
+    TiXmlElement* root = new TiXmlElement("notecom");
+    LinkEndChild(root);
+    GenerateVersionAndType(root);
+    root->SetAttribute("useruniqueid", m_strUniqueId);
+    root->SetAttribute("offset", m_strOffset);
+    root->SetAttribute("offsetlast", m_strOffsetLast);
+    root->SetAttribute("cacheid", m_strCacheId);
+    for (const CNoteSegInfo& seg : m_vecSegInfo) {
+        TiXmlElement* elem = new TiXmlElement("seginfo");
+        elem->SetAttribute("endnewline", seg.GetEndlnStr());
+        elem->SetAttribute("posnotemsg", seg.GetPosStr());
+        elem->SetAttribute("special", seg.GetSpecialStr());
+        GenerateTextElem(elem, seg.GetSegInfo());
+        root->LinkEndChild(elem);
+    }
+    return true;
+}
+
+bool CNoteChangeInfoPDU::ParseXMLPDU(std::string pdu)
+{
+    if (pdu.empty()) return false;
+    Parse(pdu.c_str(), 0, TIXML_DEFAULT_ENCODING);
+    if (Error()) return false;
+    TiXmlNode* node = FirstChild("notecom");
+    TiXmlElement* root = node ? node->ToElement() : 0;
+    if (!root || !CheckVersionAndType(root, XMLPDU_CHANGE_INFO)) return false;
+
+    m_strUniqueId = savestr(root->Attribute("useruniqueid"));
+    m_strOffset = savestr(root->Attribute("offset"));
+    m_strOffsetLast = savestr(root->Attribute("offsetlast"));
+    m_strCacheId = savestr(root->Attribute("cacheid"));
+
+    m_vecSegInfo.clear();
+    for (TiXmlElement* elem = root->FirstChildElement("seginfo"); elem;
+         elem = elem->NextSiblingElement("seginfo")) {
+        CNoteSegInfo seg;
+        seg.SetEndln(savestr(elem->Attribute("endnewline")));
+        seg.SetSpecial(savestr(elem->Attribute("special")));
+        seg.SetSegInfo(savestr(elem->GetText()));
+        const std::string posText = savestr(elem->Attribute("posnotemsg"));
+        if (!posText.empty()) {
+            NotePosList pos;
+            ParsePosList(posText, pos);
+            seg.SetMsgPos(pos);
+        }
+        m_vecSegInfo.push_back(seg);
+    }
+    return true;
+}

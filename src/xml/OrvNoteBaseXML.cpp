@@ -1,0 +1,244 @@
+// Header attributes, text and position elements, and the guarded parse of note PDUs.
+#include "xml/OrvNoteBaseXML.h"
+
+#include "boundscheck/boundscheck.h"
+#include "xml/XmlInputGuard.h"
+
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <sstream>
+
+namespace {
+
+const char kRootName[] = "notecom";
+const char kVersionText[] = "1.0";
+
+}  // namespace
+
+std::string savestr(const char* p)
+{
+    return p ? std::string(p) : std::string();
+}
+
+COrvNoteBaseXML::COrvNoteBaseXML()
+    : m_nVersion(1), m_nReserved(0), m_bConvertCharset(1), m_bSafeLineBreaks(0)
+{
+}
+
+// No caller uses this form; the integers it does not set are zeroed rather than left random.
+COrvNoteBaseXML::COrvNoteBaseXML(int nType, int nVersion)
+    : m_nVersion(nVersion), m_nReserved(0), m_bConvertCharset(0), m_bSafeLineBreaks(0)
+{
+    SetMainType(nType);
+}
+
+COrvNoteBaseXML::~COrvNoteBaseXML() = default;
+
+const char* COrvNoteBaseXML::Parse(const char* p, TiXmlParsingData* data, TiXmlEncoding encoding)
+{
+    if (!p) return TiXmlDocument::Parse(p, data, encoding);
+    // The library reads a few bytes past the terminator on some malformed input (an
+    // unterminated CDATA section, a truncated multi-byte character), so it always gets a
+    // padded copy.
+    std::string padded;
+    const char* checked = GuardXmlInput(p, kMaxDocumentBytes, kMaxElementDepth, padded);
+    if (!checked) {
+        Clear();
+        ClearError();
+        SetError(TIXML_ERROR_PARSING_ELEMENT, 0, 0, encoding);
+        return 0;
+    }
+    const char* end = TiXmlDocument::Parse(checked, data, encoding);
+    return end ? p + (end - checked) : 0;
+}
+
+bool COrvNoteBaseXML::LoadFile(const char* filename, TiXmlEncoding encoding)
+{
+    struct stat st;
+    if (filename && stat(filename, &st) == 0 && S_ISREG(st.st_mode) &&
+        static_cast<unsigned long long>(st.st_size) > kMaxDocumentBytes) {
+        Clear();
+        ClearError();
+        SetError(TIXML_ERROR_OPENING_FILE, 0, 0, encoding);
+        return false;
+    }
+    if (!filename) {
+        SetError(TIXML_ERROR_OPENING_FILE, 0, 0, encoding);
+        return false;
+    }
+    return TiXmlDocument::LoadFile(filename, encoding);
+}
+
+std::string COrvNoteBaseXML::PrintCompact() const
+{
+    TiXmlPrinter printer;
+    printer.SetStreamPrinting();
+    Accept(&printer);
+    return printer.Str();
+}
+
+void COrvNoteBaseXML::SetMainType(int nType)
+{
+    std::ostringstream os;
+    os << nType;
+    m_strMainType = os.str();
+}
+
+void COrvNoteBaseXML::SetMainType(const std::string& strType)
+{
+    m_strMainType = strType;
+}
+
+std::string COrvNoteBaseXML::GetMainType() const
+{
+    return m_strMainType;
+}
+
+int COrvNoteBaseXML::GetMainType_Int() const
+{
+    return m_strMainType.empty() ? 0 : atoi(m_strMainType.c_str());
+}
+
+int COrvNoteBaseXML::GetVersion() const
+{
+    return m_nVersion;
+}
+
+bool COrvNoteBaseXML::GenerateXMLPDU()
+{
+    return false;
+}
+
+bool COrvNoteBaseXML::ParseXMLPDU(std::string)
+{
+    return false;
+}
+
+int COrvNoteBaseXML::GetPDUType(std::string pdu)
+{
+    if (pdu.empty()) return 0;
+    Parse(pdu.c_str(), 0, TIXML_DEFAULT_ENCODING);
+    if (Error()) return 0;
+    TiXmlNode* node = FirstChild(kRootName);
+    TiXmlElement* root = node ? node->ToElement() : 0;
+    if (!root) return 0;
+    const char* mtype = root->Attribute("mtype");
+    if (!mtype) return 0;
+    const int nType = atoi(mtype);
+    return (nType >= XMLPDU_NOTE_INFO && nType <= XMLPDU_RESERVED) ? nType : 0;
+}
+
+bool COrvNoteBaseXML::CheckVersionAndType(TiXmlElement* root, XMLPDUType nType)
+{
+    if (!root) return false;
+    const char* ver = root->Attribute("ver");
+    const char* mtype = root->Attribute("mtype");
+    if (!ver || !mtype) return false;
+    int diff = 1;
+    if (strcmp_s(ver, sizeof kVersionText, kVersionText, &diff) != 0 || diff != 0) return false;
+    return atoi(mtype) == nType;
+}
+
+bool COrvNoteBaseXML::GenerateVersionAndType(TiXmlElement* root)
+{
+    root->SetAttribute("ver", kVersionText);
+    root->SetAttribute("mtype", m_strMainType);
+    return true;
+}
+
+bool COrvNoteBaseXML::GenerateTextElem(TiXmlElement*& elem, const std::string& text)
+{
+    if (text.empty()) return false;
+    std::string copy = text;
+    strToSafe(copy);
+    LinkCdataText(elem, copy);
+    return true;
+}
+
+bool COrvNoteBaseXML::GenerateTextElem(TiXmlElement*& elem, const std::string& text,
+                                       NotePosList& pos)
+{
+    if (text.empty()) return false;
+    std::string copy = text;
+    strToSafe(copy, pos);
+    LinkCdataText(elem, copy);
+    return true;
+}
+
+void COrvNoteBaseXML::LinkCdataText(TiXmlElement* elem, const std::string& escaped)
+{
+    TiXmlText* node = 0;
+    if (m_bConvertCharset) {
+        // Room for three output bytes per two input bytes plus the terminators.
+        std::vector<char> converted(escaped.size() * 3 + 4, '\0');
+        ASCII2UTF8(converted.data(), escaped.c_str());
+        node = new TiXmlText(converted.data());
+    } else {
+        node = new TiXmlText(escaped);
+    }
+    node->SetCDATA(true);
+    elem->LinkEndChild(node);
+}
+
+void COrvNoteBaseXML::ParseTextElem(TiXmlElement*& elem, std::string& text)
+{
+    const char* pText = elem ? elem->GetText() : 0;
+    if (!pText) return;
+    // The conversion to the local character set is an empty routine, so a converted text
+    // comes out empty.
+    text = m_bConvertCharset ? std::string() : std::string(pText);
+    strToRecover(text);
+}
+
+void COrvNoteBaseXML::ParseTextElem(TiXmlElement*& elem, std::string& text, NotePosList pos)
+{
+    const char* pText = elem ? elem->GetText() : 0;
+    if (!pText) return;
+    text = m_bConvertCharset ? std::string() : std::string(pText);
+    strToRecover(text, pos);
+}
+
+bool COrvNoteBaseXML::CreatePosElem(TiXmlElement* pParent, std::string& posText, NotePosList pos,
+                                    std::string name)
+{
+    TiXmlElement* elem = new TiXmlElement(name);
+    posText.clear();
+    for (int p : pos) {
+        posText += std::to_string(p);
+        posText += ',';
+    }
+    if (!GenerateTextElem(elem, posText)) {
+        delete elem;
+        return false;
+    }
+    pParent->LinkEndChild(elem);
+    return true;
+}
+
+void COrvNoteBaseXML::GetPosElem(TiXmlElement* elem, std::string& posText, NotePosList& pos,
+                                 std::string name)
+{
+    TiXmlNode* pNext = elem ? elem->NextSibling() : 0;
+    if (pNext && pNext->ValueStr() == name) {
+        posText.clear();
+        TiXmlElement* posElem = pNext->ToElement();
+        if (posElem) ParseTextElem(posElem, posText);
+    }
+    ParsePosList(posText, pos);
+}
+
+void COrvNoteBaseXML::ParsePosList(const std::string& posText, NotePosList& pos)
+{
+    pos.clear();
+    size_t start = 0;
+    for (;;) {
+        const size_t comma = posText.find(',', start);
+        if (comma == std::string::npos) break;
+        if (comma > start) {
+            // atol as the format was written with; the narrowing to int is the list's width.
+            pos.push_back(static_cast<int>(strtol(posText.c_str() + start, 0, 10)));
+        }
+        start = comma + 1;
+    }
+}

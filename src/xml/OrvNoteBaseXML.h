@@ -1,0 +1,104 @@
+// Common base of the note PDUs: each PDU is its own TinyXML document. The base writes and
+// checks the "notecom" header, carries text as escaped CDATA with position lists, and guards
+// every parse so that hostile strings and files never reach the XML library unchecked.
+#pragma once
+
+#include <tinyxml.h>
+
+#include <string>
+#include <vector>
+
+// Byte offsets at which "]]>" was escaped in a text.
+typedef std::vector<int> NotePosList;
+
+// Main types, the wire values of "mtype".
+enum XMLPDUType {
+    XMLPDU_NOTE_INFO = 1,
+    XMLPDU_SAVE_INFO = 2,
+    XMLPDU_CHANGE_INFO = 3,
+    XMLPDU_RESERVED = 4
+};
+
+// A string copy of p, or "" for null; used for every attribute read from XML.
+std::string savestr(const char* p);
+
+class COrvNoteBaseXML : public TiXmlDocument {
+public:
+    // Largest document accepted from a string or a file, and the deepest element nesting.
+    // Valid documents nest two levels and stay far below the size.
+    static constexpr size_t kMaxDocumentBytes = 64u * 1024u * 1024u;
+    static constexpr int kMaxElementDepth = 32;
+
+    COrvNoteBaseXML();
+    COrvNoteBaseXML(int type, int version);
+    virtual ~COrvNoteBaseXML();
+
+    // Every parse, from a string or through LoadFile, passes this guard first: oversized or
+    // too deeply nested input is refused with a document error and an empty document.
+    const char* Parse(const char* p, TiXmlParsingData* data = 0,
+                      TiXmlEncoding encoding = TIXML_DEFAULT_ENCODING) override;
+    // As the library's LoadFile, but refuses a file larger than kMaxDocumentBytes unread.
+    bool LoadFile(const char* filename, TiXmlEncoding encoding = TIXML_DEFAULT_ENCODING);
+    bool LoadFile(const std::string& filename, TiXmlEncoding encoding = TIXML_DEFAULT_ENCODING)
+    {
+        return LoadFile(filename.c_str(), encoding);
+    }
+
+    // The document in the library's compact stream form (no indentation, no line breaks).
+    std::string PrintCompact() const;
+
+    void SetMainType(int type);
+    void SetMainType(const std::string& type);
+    std::string GetMainType() const;
+    int GetMainType_Int() const;
+
+    virtual int GetVersion() const;
+    virtual bool GenerateXMLPDU();
+    virtual bool ParseXMLPDU(std::string pdu);
+    // The main type (1 to 4) of a received PDU string, or 0. Parses into this document.
+    virtual int GetPDUType(std::string pdu);
+
+    bool CheckVersionAndType(TiXmlElement* root, XMLPDUType type);
+    bool GenerateVersionAndType(TiXmlElement* root);
+    bool GenerateTextElem(TiXmlElement*& elem, const std::string& text);
+    bool GenerateTextElem(TiXmlElement*& elem, const std::string& text, NotePosList& pos);
+    void ParseTextElem(TiXmlElement*& elem, std::string& text);
+    void ParseTextElem(TiXmlElement*& elem, std::string& text, NotePosList pos);
+    bool CreatePosElem(TiXmlElement* parent, std::string& posText, NotePosList pos,
+                       std::string name);
+    void GetPosElem(TiXmlElement* elem, std::string& posText, NotePosList& pos,
+                    std::string name);
+
+    // Escaping of "]]>" for CDATA sections, and the optional CR LF rewriting.
+    bool strReplace(std::string& s, std::string from, std::string to);
+    // usePositions 0: replace everywhere and record the offsets; else replace at pos only.
+    bool strReplace(NotePosList& pos, std::string& s, std::string from, std::string to,
+                    int usePositions);
+    void strToSafe(std::string& s);
+    void strToSafe(std::string& s, NotePosList& pos);
+    void strToRecover(std::string& s);
+    void strToRecover(std::string& s, NotePosList pos);
+    // Puts "]]>" back where a serialised PDU's CDATA section lacks its terminator.
+    void strPduToSafe(std::string& pdu);
+
+    // Character conversion; only ASCII2UTF8 and UTF8ToUnicode do anything.
+    int ASCII2UTF8(char* dst, const char* src);
+    void UTF8ToUnicode(unsigned short* dst, const char* src);
+    void UTF8ToASCII(char* dst, const char* src);
+    void ASCII2Unicode(unsigned short* dst, const char* src);
+    void Unicode2UTF8(char* dst, const unsigned short* src);
+    void UnicodeToASCII(char* dst, unsigned short c);
+
+    // Splits a comma list ("3,17,40,") into integers; text after the last comma is ignored.
+    static void ParsePosList(const std::string& posText, NotePosList& pos);
+
+protected:
+    // Adds an already escaped text to elem as one CDATA node.
+    void LinkCdataText(TiXmlElement* elem, const std::string& escaped);
+
+    int m_nVersion;
+    std::string m_strMainType;
+    int m_nReserved;
+    int m_bConvertCharset;
+    int m_bSafeLineBreaks;
+};
