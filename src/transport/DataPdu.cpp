@@ -67,7 +67,7 @@ void CDataPdu::SerializeToBuf(void* dst)
 
 void CDataPdu::SerializeFromBuf(void* src, int len)
 {
-    if (!src || len < kHeaderLen) return;
+    if (!src || len < kHeaderLen || len == INT_MAX) return;
     m_nDataLen = 0;
     if (!AllocBuffer(len + 1)) return;
     MacInfoTrace2("note", "CDataPdu::SerializeFromBuf, nDataLen =%d", len);
