@@ -5,6 +5,24 @@ set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 list="$here/packages.txt"
 
+# Locales the translation tests select (package locales); generated only when missing.
+ensure_locales() {
+  local need=() loc
+  for loc in de_DE.UTF-8 fr_FR.UTF-8; do
+    locale -a 2>/dev/null | grep -x "${loc%.UTF-8}.utf8" >/dev/null || need+=("$loc")
+  done
+  [ ${#need[@]} -eq 0 ] && return 0
+  if [ "$(id -u)" -ne 0 ]; then
+    echo "setup: generating the locales ${need[*]} needs root" >&2
+    return 1
+  fi
+  for loc in "${need[@]}"; do
+    grep -qx "$loc UTF-8" /etc/locale.gen 2>/dev/null || echo "$loc UTF-8" >> /etc/locale.gen
+  done
+  locale-gen >/dev/null
+  echo "setup: generated ${need[*]}"
+}
+
 missing=()
 while read -r pkg; do
   pkg=${pkg%%#*}; pkg=${pkg//[[:space:]]/}
@@ -16,6 +34,7 @@ done < "$list"
 
 if [ ${#missing[@]} -eq 0 ]; then
   echo "setup: all packages present"
+  ensure_locales
   exit 0
 fi
 
@@ -34,4 +53,5 @@ if ! apt-get install -y -qq --no-install-recommends "${missing[@]}" >/tmp/notese
   echo "setup: apt-get could not install: ${missing[*]} (full log: /tmp/notesetup-apt.log)" >&2
   exit 1
 fi
+ensure_locales
 echo "setup: done"
