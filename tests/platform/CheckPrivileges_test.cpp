@@ -1,0 +1,193 @@
+// The privilege check before a save: its statuses, which of them tell the user, what the alert
+// says (in English and German), and that a checked file stays closed and unchanged.
+// No QApplication runs here, so alerts arrive through the host UI library's warning callback.
+#include "platform/CheckPrivileges.h"
+
+#include "HostUICapture.h"
+#include "ScopedLanguage.h"
+
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <stdlib.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace {
+
+std::string Message(const std::string& name)
+{
+    return "You cannot replace \"" + name + "\" because you do not have the right privileges.";
+}
+
+std::string ReadFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+int OpenDescriptors()
+{
+    int count = 0;
+    if (DIR* dir = opendir("/proc/self/fd")) {
+        while (readdir(dir)) ++count;
+        closedir(dir);
+    }
+    return count;
+}
+
+class CheckPrivilegesTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        char pattern[] = "/tmp/privtestXXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        m_strDir = pattern;
+    }
+    void TearDown() override
+    {
+        if (!m_strImmutable.empty()) SetImmutable(m_strImmutable, false);
+        const std::string command = "rm -rf '" + m_strDir + "'";
+        EXPECT_EQ(system(command.c_str()), 0);
+    }
+
+    std::string MakeFile(const std::string& name, const std::string& content)
+    {
+        const std::string path = m_strDir + "/" + name;
+        std::ofstream(path, std::ios::binary) << content;
+        return path;
+    }
+
+    // Sets or clears the immutable attribute, which refuses writing even to root.
+    static bool SetImmutable(const std::string& path, bool on)
+    {
+        const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK);
+        if (fd < 0) return false;
+        int flags = 0;
+        bool done = ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0;
+        flags = on ? flags | FS_IMMUTABLE_FL : flags & ~FS_IMMUTABLE_FL;
+        done = done && ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0;
+        close(fd);
+        return done;
+    }
+
+    void ExpectOneAlert(const std::string& title, const std::string& text)
+    {
+        ASSERT_EQ(m_capture.m_vecAlerts.size(), 1u);
+        EXPECT_EQ(m_capture.m_vecAlerts[0].title, title);
+        EXPECT_EQ(m_capture.m_vecAlerts[0].text, text);
+        ASSERT_EQ(m_capture.m_vecTrace.size(), 1u);
+        EXPECT_EQ(m_capture.m_vecTrace[0].first, "note");
+        EXPECT_EQ(m_capture.m_vecTrace[0].second, "OnSave -CheckPrivileges error");
+    }
+
+    std::string m_strDir;
+    std::string m_strImmutable;
+    CHostUICapture m_capture;
+};
+
+TEST_F(CheckPrivilegesTest, MissingFileIsFineAndSilent)
+{
+    MakeFile("file", "x");
+    for (const std::string& path : {m_strDir + "/Notes.txt", m_strDir + "/no/such/dir/Notes.txt",
+                                    std::string()}) {
+        SCOPED_TRACE(path);
+        EXPECT_EQ(CheckPrivileges(path.c_str(), 3), kNoteFnfErr);
+    }
+    EXPECT_TRUE(m_capture.m_vecAlerts.empty());
+    EXPECT_TRUE(m_capture.m_vecTrace.empty());
+}
+
+TEST_F(CheckPrivilegesTest, NullPathRefusesSilently)
+{
+    EXPECT_EQ(CheckPrivileges(nullptr, 3), kNoteIoErr);
+    EXPECT_TRUE(m_capture.m_vecAlerts.empty());
+}
+
+TEST_F(CheckPrivilegesTest, WritableFileStaysClosedAndUnchanged)
+{
+    const std::string path = MakeFile("Notes.txt", "line one\r\nline two");
+    struct stat before, after;
+    ASSERT_EQ(stat(path.c_str(), &before), 0);
+    const int descriptors = OpenDescriptors();
+    for (signed char flag : {3, 0, -1}) {  // the flag changes nothing
+        EXPECT_EQ(CheckPrivileges(path.c_str(), flag), kNoteNoErr);
+    }
+    EXPECT_EQ(OpenDescriptors(), descriptors);
+    ASSERT_EQ(stat(path.c_str(), &after), 0);
+    EXPECT_EQ(ReadFile(path), "line one\r\nline two");
+    EXPECT_EQ(after.st_mtim.tv_sec, before.st_mtim.tv_sec);
+    EXPECT_EQ(after.st_mtim.tv_nsec, before.st_mtim.tv_nsec);
+    EXPECT_TRUE(m_capture.m_vecAlerts.empty());
+}
+
+TEST_F(CheckPrivilegesTest, OtherFailuresAlertWithTheLastComponent)
+{
+    // A directory cannot be opened for writing, not even by root (EISDIR); a path through a
+    // file fails with ENOTDIR. Both are I/O errors.
+    ASSERT_EQ(mkdir((m_strDir + "/Notes.txt").c_str(), 0755), 0);
+    const std::string file = MakeFile("plain", "x");
+    struct Case {
+        std::string path, name;
+    } cases[] = {{m_strDir + "/Notes.txt", "Notes.txt"}, {file + "/inner.txt", "inner.txt"}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.path);
+        m_capture.m_vecAlerts.clear();
+        m_capture.m_vecTrace.clear();
+        EXPECT_EQ(CheckPrivileges(c.path.c_str(), 3), kNoteIoErr);
+        ExpectOneAlert("Velmar Zentor Notes", Message(c.name));
+    }
+}
+
+// Root writes to any 0444 file; only the immutable attribute refuses it (EPERM).
+TEST_F(CheckPrivilegesTest, ReadOnlyFileAsRoot)
+{
+    if (geteuid() != 0) GTEST_SKIP() << "needs root; ReadOnlyFileAsUser covers other users";
+    const std::string path = MakeFile("Closed Captions.txt", "kept");
+    if (!SetImmutable(path, true)) GTEST_SKIP() << "file system without an immutable attribute";
+    m_strImmutable = path;
+    EXPECT_EQ(CheckPrivileges(path.c_str(), 3), kNotePermErr);
+    ExpectOneAlert("Velmar Zentor Notes", Message("Closed Captions.txt"));
+    EXPECT_EQ(ReadFile(path), "kept");
+}
+
+// For anybody but root a 0444 file refuses writing (EACCES).
+TEST_F(CheckPrivilegesTest, ReadOnlyFileAsUser)
+{
+    if (geteuid() == 0) GTEST_SKIP() << "root may write 0444 files; ReadOnlyFileAsRoot covers it";
+    const std::string path = MakeFile("Notes.txt", "kept");
+    ASSERT_EQ(chmod(path.c_str(), 0444), 0);
+    EXPECT_EQ(CheckPrivileges(path.c_str(), 3), kNotePermErr);
+    ExpectOneAlert("Velmar Zentor Notes", Message("Notes.txt"));
+}
+
+TEST_F(CheckPrivilegesTest, AlertIsLocalised)
+{
+    CScopedLanguage german("de");
+    ASSERT_EQ(mkdir((m_strDir + "/Notes.txt").c_str(), 0755), 0);
+    EXPECT_EQ(CheckPrivileges((m_strDir + "/Notes.txt").c_str(), 3), kNoteIoErr);
+    ExpectOneAlert("Velmar Zentor Notizen",
+                   "\xe2\x80\x9eNotes.txt\xe2\x80\x9c kann nicht ersetzt werden, da Sie nicht "
+                   "\xc3\xbc"
+                   "ber die erforderlichen Berechtigungen verf\xc3\xbcgen.");
+}
+
+TEST_F(CheckPrivilegesTest, OverlongNameIsCutToItsBuffer)
+{
+    // A component this long fails with ENAMETOOLONG; the name buffer holds 1023 bytes of it.
+    const std::string name(3000, 'n');
+    EXPECT_EQ(CheckPrivileges((m_strDir + "/" + name).c_str(), 3), kNoteIoErr);
+    ASSERT_EQ(m_capture.m_vecAlerts.size(), 1u);
+    EXPECT_EQ(m_capture.m_vecAlerts[0].text, Message(name.substr(0, 1023)));
+}
+
+}  // namespace
