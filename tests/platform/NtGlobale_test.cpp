@@ -264,6 +264,12 @@ TEST(StrReplaceRow, SearchResumesAFromLengthAfterTheMatch)
         {"abab", "ab", "xyz", "xyzxyz"},
         {"none here", "\r\n", "\n", "none here"},
         {"a\0b\0c"s, "\0"s, "-", "a-b-c"},  // zero bytes are ordinary bytes here
+        {"abc", "", "x", "abc"},             // an empty from changes nothing
+        // After ab -> abab the search resumes inside the inserted ab; replacing would never
+        // end, so it stops there.
+        {"ab-", "ab", "abab", "abab-"},
+        // A match from inside the inserted text into the old one is replaced.
+        {"abb", "ab", "xya", "xyxya"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(::testing::PrintToString(c.text));
@@ -271,29 +277,6 @@ TEST(StrReplaceRow, SearchResumesAFromLengthAfterTheMatch)
         EXPECT_TRUE(strReplaceRow(text, c.from, c.to));
         EXPECT_EQ(text, c.result);
     }
-}
-
-TEST(StrReplaceRow, LongerReplacementIsSearchedFromInsideIt)
-{
-    // After "ab" -> "abab" the search resumes inside the inserted "ab": the literal replacing
-    // never ends, so replacing stops there.
-    std::string text = "ab-";
-    EXPECT_TRUE(strReplaceRow(text, "ab", "abab"));
-    EXPECT_EQ(text, "abab-");
-    // A match that starts inside the inserted text and runs on into the old one is replaced.
-    text = "abb";
-    std::string literal = text;
-    ASSERT_TRUE(LiteralReplace(literal, "ab", "xya"));
-    EXPECT_EQ(literal, "xyxya");
-    EXPECT_TRUE(strReplaceRow(text, "ab", "xya"));
-    EXPECT_EQ(text, literal);
-}
-
-TEST(StrReplaceRow, EmptyFromChangesNothing)
-{
-    std::string text = "abc";
-    EXPECT_TRUE(strReplaceRow(text, "", "x"));
-    EXPECT_EQ(text, "abc");
 }
 
 TEST(StrReplaceRow, MatchesStepByStepOnRandomTexts)

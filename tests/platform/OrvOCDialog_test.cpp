@@ -24,26 +24,20 @@ const char kMessage[] =
 char g_name[] = "platform_dialog_tests";
 char* g_argv[] = {g_name, nullptr};
 
-TEST(OrvOCDialog, WithoutApplicationGoesToTheWarningHook)
+TEST(OrvOCDialog, WithoutWidgetsGoesToTheWarningHook)
 {
     CHostUICapture capture;
-    OrvOCDialog().popupDialog(kTitle, kMessage);
     OrvOCDialog().popupDialog(nullptr, nullptr);
+    {
+        int argc = 1;
+        QCoreApplication app(argc, g_argv);  // cannot show widgets either
+        OrvOCDialog().popupDialog(kTitle, kMessage);
+    }
     ASSERT_EQ(capture.m_vecAlerts.size(), 2u);
-    EXPECT_EQ(capture.m_vecAlerts[0].title, kTitle);
-    EXPECT_EQ(capture.m_vecAlerts[0].text, kMessage);
-    EXPECT_EQ(capture.m_vecAlerts[1].title, "");
-    EXPECT_EQ(capture.m_vecAlerts[1].text, "");
-}
-
-TEST(OrvOCDialog, CoreApplicationCannotShowWidgets)
-{
-    int argc = 1;
-    QCoreApplication app(argc, g_argv);
-    CHostUICapture capture;
-    OrvOCDialog().popupDialog(kTitle, kMessage);
-    ASSERT_EQ(capture.m_vecAlerts.size(), 1u);
-    EXPECT_EQ(capture.m_vecAlerts[0].text, kMessage);
+    EXPECT_EQ(capture.m_vecAlerts[0].title, "");
+    EXPECT_EQ(capture.m_vecAlerts[0].text, "");
+    EXPECT_EQ(capture.m_vecAlerts[1].title, kTitle);
+    EXPECT_EQ(capture.m_vecAlerts[1].text, kMessage);
 }
 
 struct SSeenBox {
