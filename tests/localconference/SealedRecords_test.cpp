@@ -1,0 +1,165 @@
+// The sealed-record codec and the sealed data units of a PKI meeting: records open only under
+// their own meeting's key and only untouched; sequences split back into their records; every
+// record of a long data unit opens to one complete envelope.
+#include "conference/DataUnits.h"
+#include "conference/SealedRecords.h"
+#include "transport/DataPdu.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+std::vector<unsigned char> OpenText(const CSealedRecords& sealer, const std::string& record, int* result)
+{
+    std::vector<unsigned char> plain{'x'};
+    *result = sealer.Open(reinterpret_cast<const unsigned char*>(record.data()), record.size(), &plain);
+    return plain;
+}
+
+std::string AsString(const std::vector<unsigned char>& bytes)
+{
+    return std::string(bytes.begin(), bytes.end());
+}
+
+TEST(SealedRecords, RoundTripsAnyBytesAsPrintableText)
+{
+    CSealedRecords sealer;
+    ASSERT_TRUE(sealer.IsUsable());
+    for (const std::string& plain : {std::string(), std::string("a"), std::string("\0\x01\xff zero", 8),
+                                     std::string(70000, 'z')}) {
+        const std::string record = sealer.Seal(plain.data(), plain.size());
+        ASSERT_FALSE(record.empty());
+        EXPECT_EQ(record[0], 'S');
+        for (char c : record) EXPECT_TRUE(c > ' ' && c < 127) << "record holds a non-printable byte";
+        int result = -1;
+        EXPECT_EQ(AsString(OpenText(sealer, record, &result)), plain);
+        EXPECT_EQ(result, 0);
+    }
+}
+
+TEST(SealedRecords, SameTextSealsDifferentlyEachTime)
+{
+    CSealedRecords sealer;
+    EXPECT_NE(sealer.Seal("same", 4), sealer.Seal("same", 4));
+}
+
+TEST(SealedRecords, RefusesAnythingButAnUntouchedRecordOfItsOwnKey)
+{
+    CSealedRecords sealer;
+    CSealedRecords otherMeeting;
+    // 12 bytes seal to 52, so the base64 text ends in padding.
+    const std::string record = sealer.Seal("the minutes.", 12);
+    std::string flipped = record;
+    flipped[flipped.size() / 2] = flipped[flipped.size() / 2] == 'A' ? 'B' : 'A';
+    std::string unpadded = record;
+    while (!unpadded.empty() && unpadded.back() == '=') unpadded.pop_back();
+    ASSERT_NE(unpadded, record);
+
+    struct Case {
+        const char* name;
+        std::string text;
+        int expected;
+    } cases[] = {
+        {"empty", "", CSealedRecords::kNotARecord},
+        {"no leading S", "T" + record.substr(1), CSealedRecords::kNotARecord},
+        {"letter only", "S", CSealedRecords::kNotARecord},
+        {"bad base64", "S!!!!", CSealedRecords::kBadBase64},
+        {"padding missing", unpadded, CSealedRecords::kBadBase64},
+        {"truncated", record.substr(0, record.size() - 4), CSealedRecords::kAuthFailed},
+        {"shorter than nonce and tag", "SAAAA", CSealedRecords::kTooShort},
+        {"one byte changed", flipped, CSealedRecords::kAuthFailed},
+    };
+    for (const Case& c : cases) {
+        int result = 0;
+        const std::vector<unsigned char> plain = OpenText(sealer, c.text, &result);
+        EXPECT_EQ(result, c.expected) << c.name;
+        EXPECT_TRUE(plain.empty()) << c.name;
+    }
+    int result = 0;
+    EXPECT_TRUE(OpenText(otherMeeting, record, &result).empty());
+    EXPECT_EQ(result, CSealedRecords::kAuthFailed);
+
+    std::vector<unsigned char> plain;
+    EXPECT_EQ(sealer.Open(nullptr, 10, &plain), CSealedRecords::kNotARecord);
+    const std::string huge = "S" + std::string(CSealedRecords::kMaxRecordLength, 'A');
+    EXPECT_EQ(OpenText(sealer, huge, &result).size(), 0u);
+    EXPECT_EQ(result, CSealedRecords::kTooLong);
+}
+
+TEST(SealedRecords, SequencesSplitBackIntoTheirRecords)
+{
+    std::string sequence;
+    AppendSealedRecord(&sequence, "Sabc");
+    AppendSealedRecord(&sequence, std::string(12, 'S'));
+    EXPECT_EQ(sequence, "4Sabc12SSSSSSSSSSSS");
+    std::vector<std::string> records;
+    ASSERT_TRUE(SplitSealedSequence(sequence, &records));
+    EXPECT_EQ(records, (std::vector<std::string>{"Sabc", std::string(12, 'S')}));
+
+    for (const char* bad : {"5Sabc", "Sabc", "0", "4Sabc3", "99999999999S"}) {
+        EXPECT_FALSE(SplitSealedSequence(bad, &records)) << bad;
+    }
+    EXPECT_TRUE(SplitSealedSequence("", &records));
+    EXPECT_TRUE(records.empty());
+}
+
+// The envelope of one record, parsed as the client parses one opened record.
+struct CParsedRecord {
+    int nFrom;
+    int nTo;
+    short nFlag;
+    std::string strPayload;
+    bool bWhole;  // the record was exactly one envelope
+};
+
+std::vector<CParsedRecord> OpenSequence(const CSealedRecords& sealer, const std::string& sequence)
+{
+    std::vector<std::string> records;
+    EXPECT_TRUE(SplitSealedSequence(sequence, &records));
+    std::vector<CParsedRecord> parsed;
+    for (const std::string& record : records) {
+        int result = -1;
+        std::vector<unsigned char> plain = OpenText(sealer, record, &result);
+        EXPECT_EQ(result, 0);
+        EXPECT_LE(plain.size(), kMaxSealedEnvelope);
+        CDataPdu pdu;
+        pdu.SerializeFromBuf(plain.data(), static_cast<int>(plain.size()));
+        const std::string payload = pdu.GetData() ? std::string(pdu.GetData(), static_cast<size_t>(pdu.GetDataLen())) : "";
+        parsed.push_back({pdu.GetUserFrom(), pdu.GetUserTo(), pdu.GetModifiedFlag(), payload,
+                          plain.size() == payload.size() + CDataPdu::kHeaderLen});
+    }
+    return parsed;
+}
+
+TEST(SealedDataUnits, EveryRecordOpensToOneCompleteEnvelope)
+{
+    CSealedRecords sealer;
+    const size_t chunk = kMaxSealedEnvelope - CDataPdu::kHeaderLen;
+    for (size_t length : {size_t(0), size_t(5), chunk, chunk + 1, 3 * chunk + 7}) {
+        std::string payload(length, '\0');
+        for (size_t i = 0; i < length; ++i) payload[i] = static_cast<char>('a' + i % 26);
+        const std::vector<CParsedRecord> parsed =
+            OpenSequence(sealer, SealDataUnit(sealer, 1001, 1002, -1, payload));
+        ASSERT_EQ(parsed.size(), length == 0 ? 1u : (length + chunk - 1) / chunk) << length;
+        std::string joined;
+        for (const CParsedRecord& record : parsed) {
+            EXPECT_TRUE(record.bWhole);
+            EXPECT_EQ(record.nFrom, 1001);
+            EXPECT_EQ(record.nTo, 1002);
+            EXPECT_EQ(record.nFlag, -1);
+            joined += record.strPayload;
+        }
+        EXPECT_EQ(joined, payload) << length;
+    }
+}
+
+TEST(SealedDataUnits, EnvelopeIsTheWireLayout)
+{
+    const std::string envelope = BuildDataUnitEnvelope(0x01020304u, 7, 0x0506, "hi");
+    EXPECT_EQ(envelope, std::string("\x04\x03\x02\x01\x07\0\0\0\x02\0\0\0\x06\x05hi", 16));
+}
+
+}  // namespace
