@@ -179,9 +179,7 @@ bool CNoteChangeInfoPDU::GenerateXMLPDU()
 
 bool CNoteChangeInfoPDU::ParseXMLPDU(std::string pdu)
 {
-    if (pdu.empty()) return false;
-    Parse(pdu.c_str(), 0, TIXML_DEFAULT_ENCODING);
-    if (Error()) return false;
+    if (pdu.empty() || !ParseOwned(pdu)) return false;
     TiXmlNode* node = FirstChild("notecom");
     TiXmlElement* root = node ? node->ToElement() : 0;
     if (!root || !CheckVersionAndType(root, XMLPDU_CHANGE_INFO)) return false;

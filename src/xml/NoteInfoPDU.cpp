@@ -44,10 +44,8 @@ bool CNoteInfoPDU::GenerateXMLPDU()
 bool CNoteInfoPDU::ParseXMLPDU(std::string pdu)
 {
     if (pdu.empty()) return false;
-    std::string safe = pdu;
-    strPduToSafe(safe);
-    Parse(safe.c_str(), 0, TIXML_DEFAULT_ENCODING);
-    if (Error()) return false;
+    strPduToSafe(pdu);  // pdu is this call's own copy
+    if (!ParseOwned(pdu)) return false;
     TiXmlNode* node = FirstChild("notecom");
     TiXmlElement* root = node ? node->ToElement() : 0;
     if (!root || !CheckVersionAndType(root, XMLPDU_NOTE_INFO)) return false;

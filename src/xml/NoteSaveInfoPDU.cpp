@@ -162,9 +162,8 @@ bool CNoteSaveInfoPDU::GenerateXMLPDU()
 bool CNoteSaveInfoPDU::ParseXMLPDU(std::string text)
 {
     if (text.empty()) return false;
-    std::string safe = text;
-    strPduToSafe(safe);
-    Parse(safe.c_str(), 0, TIXML_ENCODING_UNKNOWN);
+    strPduToSafe(text);  // text is this call's own copy
+    ParseOwned(text);
     return ParseXMLPDU();
 }
 

@@ -93,12 +93,19 @@ public:
     static void ParsePosList(const std::string& posText, NotePosList& pos);
 
 protected:
-    // Adds an already escaped text to elem as one CDATA node.
-    void LinkCdataText(TiXmlElement* elem, const std::string& escaped);
+    // Parses a text this object may change (it is cut at its first zero byte and padded);
+    // false when the guard refuses it or the library reports an error.
+    bool ParseOwned(std::string& text);
+    // Adds an already escaped text to elem as one CDATA node; escaped is taken over.
+    void LinkCdataText(TiXmlElement* elem, std::string& escaped);
 
     int m_nVersion;
     std::string m_strMainType;
     int m_nReserved;
     int m_bConvertCharset;
     int m_bSafeLineBreaks;
+
+private:
+    const char* ParsePadded(std::string& text, TiXmlParsingData* data, TiXmlEncoding encoding);
+    const char* Refuse(TiXmlEncoding encoding);
 };

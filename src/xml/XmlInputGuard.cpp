@@ -3,10 +3,9 @@
 
 #include <cctype>
 #include <cstring>
+#include <string>
 
 namespace {
-
-const size_t kPadding = 16;
 
 // Bytes per character that the library steps over in UTF-8 mode, by lead byte.
 int Utf8Step(unsigned char c)
@@ -266,13 +265,9 @@ int MeasureXmlDepth(const char* text, size_t len, int stopAbove)
 
 }  // namespace
 
-const char* GuardXmlInput(const char* text, size_t maxBytes, int maxDepth, std::string& padded)
+bool IsXmlInputAcceptable(const char* text, size_t len, size_t maxBytes, int maxDepth)
 {
-    const size_t len = strnlen(text, maxBytes + 1);
-    if (len > maxBytes) return 0;
+    if (len > maxBytes) return false;
     const int depth = MeasureXmlDepth(text, len, maxDepth);
-    if (depth < 0 || depth > maxDepth) return 0;
-    padded.assign(text, len);
-    padded.append(kPadding, '\0');
-    return padded.c_str();
+    return depth >= 0 && depth <= maxDepth;
 }

@@ -4,15 +4,17 @@
 // thousands of levels, and reads a few bytes past the terminator of some malformed input.
 // The guard follows the library's own tokenising rules (CDATA, comments, quoted attribute
 // values, UTF-8 stepping once a byte-order mark or declaration selects it), so it measures
-// the nesting the library itself would build, and hands the library a zero-padded copy.
+// the nesting the library itself would build. Callers pad the text with zero bytes.
 #pragma once
 
 #include <cstddef>
-#include <string>
 
-// Returns a zero-padded copy of text in padded and a pointer to it, or null when the text
-// is longer than maxBytes or nests elements deeper than maxDepth.
-const char* GuardXmlInput(const char* text, size_t maxBytes, int maxDepth, std::string& padded);
+// Zero bytes to append after a text's terminator before the library parses it.
+constexpr size_t kXmlPadding = 16;
+
+// True when text (len bytes before its terminator) may be handed to the library: no longer
+// than maxBytes and nesting elements no deeper than maxDepth.
+bool IsXmlInputAcceptable(const char* text, size_t len, size_t maxBytes, int maxDepth);
 
 // The deepest element nesting the library would build from text (stopping where the
 // library would stop with an error), or -1 for input the guard cannot follow exactly.
