@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 namespace {
 
@@ -158,12 +159,18 @@ int CLocalArmService::ArmService_Decrypt(unsigned conferenceHandle, unsigned len
     *outLength = 0;
     if (conferenceHandle != m_rMeeting.Options().nConferenceHandle) return kArmFailed;
     std::vector<unsigned char> plain;
-    const int opened = m_rMeeting.Sealer().Open(sealed, length, &plain);
-    if (opened != 0) return opened;
-    unsigned char* buffer = static_cast<unsigned char*>(std::malloc(plain.empty() ? 1 : plain.size()));
-    if (!buffer) return kArmFailed;
+    unsigned char* buffer = nullptr;
+    try {
+        const int opened = m_rMeeting.Sealer().Open(sealed, length, &plain);
+        if (opened != 0) return opened;
+        buffer = static_cast<unsigned char*>(std::malloc(plain.empty() ? 1 : plain.size()));
+        if (!buffer) return kArmFailed;
+        m_setDecrypted.insert(buffer);
+    } catch (const std::bad_alloc&) {
+        std::free(buffer);
+        return kArmFailed;
+    }
     if (!plain.empty()) std::memcpy(buffer, plain.data(), plain.size());
-    m_setDecrypted.insert(buffer);
     *out = buffer;
     *outLength = static_cast<unsigned>(plain.size());
     return 0;
@@ -216,7 +223,11 @@ int CLocalArmService::ArmService_PutCacheItem(unsigned attachId, unsigned cacheH
         const unsigned char* bytes = m_memHandles.Bytes(memHandle, &size);
         if (!bytes) return kArmFailed;
         // The one copy of the item: receivers share it until their own handle is made.
-        put.pBytes = std::make_shared<const std::string>(reinterpret_cast<const char*>(bytes), size);
+        try {
+            put.pBytes = std::make_shared<const std::string>(reinterpret_cast<const char*>(bytes), size);
+        } catch (const std::bad_alloc&) {
+            return kArmFailed;  // an item as large as the budget, and no memory for its copy
+        }
     }
     if (m_bLinkDown)
         m_aQueuedPuts.push_back(std::move(put));
