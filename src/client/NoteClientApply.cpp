@@ -1,0 +1,2 @@
+// CNoteClient: applying remote changes.
+#include "client/CNoteClient.h"

@@ -1,0 +1,2 @@
+// CNoteClient: the conference handshake, cache handles and the subscription.
+#include "client/CNoteClient.h"

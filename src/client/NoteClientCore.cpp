@@ -1,0 +1,2 @@
+// CNoteClient: construction, Initialize, the instance registry, resource messages and teardown.
+#include "client/CNoteClient.h"

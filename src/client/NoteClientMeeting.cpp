@@ -1,0 +1,2 @@
+// CNoteClient: meeting loss and service notices.
+#include "client/CNoteClient.h"

@@ -1,0 +1,2 @@
+// CNoteClient: data units and cache deliveries.
+#include "client/CNoteClient.h"

@@ -1,0 +1,2 @@
+// CNoteClient: save, save-as, export and publish.
+#include "client/CNoteClient.h"

@@ -1,0 +1,2 @@
+// CNoteClient: local edit detection and change sending.
+#include "client/CNoteClient.h"

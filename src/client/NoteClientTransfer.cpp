@@ -1,0 +1,2 @@
+// CNoteClient: packing PDUs into memory handles and resending the document.
+#include "client/CNoteClient.h"

@@ -1,0 +1,65 @@
+// A host for client tests: a meeting on the in-process conference, a manual run loop with a
+// virtual clock, and clients initialised the way the plug-in's entry functions do it
+// (Initialize, a headless panel, then the notepad type and the user type).
+#pragma once
+
+#include "client/CNoteClient.h"
+#include "conference/LocalConference.h"
+#include "transport/ManualRunLoop.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+// Records what a client tells its host.
+class CRecordingHostSink : public INoteHostSink {
+public:
+    void NeedSaveChanged(signed char needSave) override { m_vecCalls.push_back("NeedSave " + std::to_string(needSave)); }
+    void SaveEnabledChanged(int enabled) override { m_vecCalls.push_back("SaveEnabled " + std::to_string(enabled)); }
+    void HasContentChanged(int hasContent) override { m_vecCalls.push_back("HasContent " + std::to_string(hasContent)); }
+    void RemoteChangeApplied() override { m_vecCalls.push_back("RemoteChange"); }
+    void RemoteTextApplied(int reserved) override { m_vecCalls.push_back("RemoteText " + std::to_string(reserved)); }
+    std::vector<std::string> m_vecCalls;
+};
+
+// One participant: its client, its host sink and its initialisation record.
+struct CHarnessParticipant {
+    std::unique_ptr<CRecordingHostSink> pSink;
+    std::unique_ptr<CNoteClient> pClient;
+    _tagNoteData data;
+};
+
+class CClientHarness {
+public:
+    explicit CClientHarness(const CMeetingOptions& options = CMeetingOptions());
+    ~CClientHarness();
+
+    // A new client in this meeting: constructed with the harness loop current, initialised,
+    // given a headless panel, then the notepad type and the user type. autoSavePath may be "".
+    CNoteClient& Join(unsigned userId, NOTETAKERTYPE notepadType, unsigned userType,
+                      const std::string& autoSavePath = "");
+    // Destroys a client as NoteDeleteInstance would.
+    void Leave(CNoteClient& client);
+
+    // Runs posted callbacks until none are left (bounded).
+    void Settle();
+    // Advances the clock by n ticks of 50 ms, running what falls due.
+    void Ticks(int n);
+
+    // The panel text of a client (its headless view), and typing into it as a user would:
+    // replace the text, then report the change (2021).
+    std::string PanelText(CNoteClient& client);
+    void Type(CNoteClient& client, const std::string& utf8Text);
+    // The panel's Publish (2017, bPressEnter 0) or Return in captions (bPressEnter 1).
+    void Publish(CNoteClient& client, bool pressEnter = false);
+
+    IMeeting& Meeting() { return *m_pMeeting; }
+    CManualRunLoop& Loop() { return m_loop; }
+    CRecordingHostSink& SinkOf(CNoteClient& client);
+
+private:
+    CManualRunLoop m_loop{1000.0};
+    CRunLoopScope m_scope{m_loop};
+    std::unique_ptr<IMeeting> m_pMeeting;
+    std::vector<CHarnessParticipant> m_vecParticipants;
+};
