@@ -8,6 +8,7 @@
 #include "tessarinnote/uiinterface.h"
 
 #include <memory>
+#include <string>
 
 class NoteViewController {
 public:
@@ -34,6 +35,10 @@ public:
     unsigned getPublishedTextLength() const { return m_nOldLength; }
 
 private:
+    // Runs the save dialog with path (if not empty) as the default name; path becomes the
+    // chosen file. 0 when confirmed, -1 when cancelled, 3 without a sink.
+    int popUpSaveFileDlg(std::string& path);
+
     std::unique_ptr<INoteTextViewPort> m_view;
     INoteCommSinkForNoteUI* m_pSink = nullptr;
     int m_nNotePadType = 0;

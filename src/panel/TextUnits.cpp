@@ -1,0 +1,62 @@
+// UTF-16 unit counting over UTF-8.
+#include "panel/TextUnits.h"
+
+namespace {
+
+bool IsContinuation(unsigned char c) { return (c & 0xC0) == 0x80; }
+
+// The byte length and UTF-16 units of the character at text[pos]; an invalid or truncated
+// sequence is one byte of one unit.
+void NextCharacter(const std::string& text, size_t pos, size_t& bytes, unsigned& units)
+{
+    const unsigned char lead = static_cast<unsigned char>(text[pos]);
+    size_t need = 1;
+    units = 1;
+    if (lead >= 0xC2 && lead <= 0xDF) {
+        need = 2;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+        need = 3;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+        need = 4;
+        units = 2;
+    }
+    if (need > 1 && pos + need <= text.size()) {
+        for (size_t i = 1; i < need; ++i) {
+            if (!IsContinuation(static_cast<unsigned char>(text[pos + i]))) need = 1;
+        }
+    } else {
+        need = 1;
+    }
+    if (need == 1) units = 1;
+    bytes = need;
+}
+
+}  // namespace
+
+unsigned Utf16Length(const std::string& utf8)
+{
+    unsigned total = 0;
+    for (size_t pos = 0; pos < utf8.size();) {
+        size_t bytes = 0;
+        unsigned units = 0;
+        NextCharacter(utf8, pos, bytes, units);
+        pos += bytes;
+        total += units;
+    }
+    return total;
+}
+
+size_t Utf8PrefixBytes(const std::string& utf8, unsigned units)
+{
+    size_t pos = 0;
+    unsigned taken = 0;
+    while (pos < utf8.size()) {
+        size_t bytes = 0;
+        unsigned charUnits = 0;
+        NextCharacter(utf8, pos, bytes, charUnits);
+        if (taken + charUnits > units) break;
+        taken += charUnits;
+        pos += bytes;
+    }
+    return pos;
+}
