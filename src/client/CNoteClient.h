@@ -219,4 +219,7 @@ public:
     std::vector<char*> m_aNetInfo;  // each new[]'d, owned; freed by ResetNetInfo
     CCompressEngine m_CompressEngine;
     unsigned m_nMaxTextLen;
+    // The local wall-clock hour (0-23) and minute stamped on service notices; null reads the
+    // system clock. Tests set it to fix the time.
+    void (*m_pfnNoticeClock)(int* hour, int* minute) = nullptr;
 };
