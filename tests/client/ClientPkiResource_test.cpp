@@ -1,0 +1,278 @@
+// Resource messages of a PKI meeting: the walk over sealed records (each its decimal length and
+// its bytes), which ends on every input, and the in-process conference's real sealed records,
+// whole, cut into several records, tampered with and truncated.
+//
+// The walk's rule: the read position moves over the payload's text (up to its first NUL within
+// the length). Below the length: fewer than 4 bytes left gives 1, a missing or oversized length
+// gives 1, a record past the text gives 1; a record that opens is dispatched, one that does not
+// is dropped; reaching the length gives 0.
+#include "ClientHarness.h"
+#include "ClientTraceCapture.h"
+#include "ScriptedArmService.h"
+
+#include "conference/DataUnits.h"
+#include "conference/LocalConference.h"
+#include "panel/NoteViewController.h"
+#include "tessarinnote/uiinterface.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr unsigned kSender = 33;
+const char kRevDataEnd[] = "CNoteClient::RevData,End";
+
+ARMMsg_SessRscInd Message(const std::string& bytes, unsigned kind = 0, const char* name = "NoteTake")
+{
+    ARMMsg_SessRscInd message;
+    message.pszResourceName = name;
+    message.nLength = static_cast<std::uint32_t>(bytes.size());
+    message.pData = reinterpret_cast<const unsigned char*>(bytes.data());
+    message.nKind = kind;
+    return message;
+}
+
+std::string Unit(const std::string& text, unsigned from = kSender)
+{
+    return BuildDataUnitEnvelope(from, 0, 0, text);
+}
+
+// A record the scripted service opens to plain.
+std::string Open(const std::string& plain)
+{
+    return CScriptedArmService::Seal(plain);
+}
+
+std::string Sequence(const std::vector<std::string>& records)
+{
+    std::string sequence;
+    for (const std::string& record : records) sequence += std::to_string(record.size()) + record;
+    return sequence;
+}
+
+std::string PanelText(CNoteClient& client)
+{
+    NoteViewController* panel = static_cast<NoteViewController*>(client.GetPanel());
+    return panel ? panel->View().Text() : std::string();
+}
+
+// A client in a PKI meeting of the scripted service, with a headless panel.
+class ClientPkiWalk : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_service.m_nConferenceFlags = ARM_CONFERENCE_FLAG_PKI;
+        _tagNoteData data;
+        std::memset(&data, 0, sizeof data);
+        data.pArmService = &m_service;
+        data.conferenceHandle = 1;
+        data.nUserId = 4711;
+        m_client.reset(new CNoteClient);
+        m_client->Initialize(data);
+        void* panel = nullptr;
+        CreateUI(&panel, nullptr, m_client.get());
+        m_client->SetPanel(panel);
+        m_client->SetNoteTextData("before");
+    }
+    void TearDown() override { m_client.reset(); }
+
+    int Walk(const std::string& payload, unsigned kind = 0)
+    {
+        ARMMsg_SessRscInd message = Message(payload, kind);
+        return m_client->Handle_ArmMsg_SessRscInd(&message);
+    }
+
+    CManualRunLoop m_loop{1000.0};
+    CRunLoopScope m_scope{m_loop};
+    CClientTraceCapture m_trace;
+    CScriptedArmService m_service;
+    std::unique_ptr<CNoteClient> m_client;
+};
+
+TEST_F(ClientPkiWalk, EveryRecordIsOpenedAndDispatchedInOrderAndFreed)
+{
+    const std::string payload = Sequence({Open(Unit("one")), Open(Unit("two")), Open(Unit("three"))});
+    EXPECT_EQ(Walk(payload), 0);
+    EXPECT_EQ(m_service.m_vecOpened,
+              (std::vector<std::string>{Open(Unit("one")), Open(Unit("two")), Open(Unit("three"))}));
+    EXPECT_EQ(m_trace.Count(kRevDataEnd), 3);
+    EXPECT_EQ(PanelText(*m_client), "three");
+    EXPECT_EQ(m_service.m_nQueriedHandle, 1u);
+    EXPECT_TRUE(m_service.m_setOpened.empty());  // every opened buffer went back
+}
+
+TEST_F(ClientPkiWalk, TheDefinedEndsOfTheWalk)
+{
+    const std::string good = Open(Unit("good"));
+    const std::string goodSeq = Sequence({good});
+    struct Case {
+        const char* what;
+        std::string payload;
+        int result;
+        size_t opened;
+        const char* text;
+    } cases[] = {
+        {"empty payload", "", 0, 0, "before"},
+        {"fewer than 4 bytes", "12S", 1, 0, "before"},
+        {"record longer than the rest", "9Sabcd", 1, 0, "before"},
+        {"no digits", "abcdefgh", 1, 0, "before"},
+        {"negative length", "-5Sabcd", 1, 0, "before"},
+        {"length beyond an int", "99999999999Sabcd", 1, 0, "before"},
+        {"zero-length record", "0000", 0, 1, "before"},
+        {"a record that is not hexadecimal", "4Sxyz", 0, 1, "before"},
+        {"blanks and a plus sign before the length", " \n+" + goodSeq, 0, 1, "good"},
+        {"fewer than 4 bytes after a record", goodSeq + "7S", 1, 1, "good"},
+        {"garbage after a record", goodSeq + "xyzw", 1, 1, "good"},
+        {"a record past the text's NUL", "40Sab" + std::string(1, '\0') + std::string(60, '1'), 1, 0, "before"},
+        {"the walk stops at the text's NUL", goodSeq + std::string(1, '\0') + Sequence({Open(Unit("hidden"))}), 1, 1,
+         "good"},
+    };
+    for (const Case& c : cases) {
+        m_service.m_vecOpened.clear();
+        m_client->SetNoteTextData("before");
+        EXPECT_EQ(Walk(c.payload), c.result) << c.what;
+        EXPECT_EQ(m_service.m_vecOpened.size(), c.opened) << c.what;
+        EXPECT_EQ(PanelText(*m_client), c.text) << c.what;
+    }
+}
+
+TEST_F(ClientPkiWalk, ARecordThatDoesNotOpenIsDroppedAndTheWalkGoesOn)
+{
+    EXPECT_EQ(Walk(Sequence({"Xforged", Open(Unit("after"))})), 0);
+    EXPECT_EQ(m_service.m_vecOpened.size(), 2u);
+    EXPECT_EQ(PanelText(*m_client), "after");
+
+    // A record that opens to no valid envelope is not dispatched as an empty text.
+    EXPECT_EQ(Walk(Sequence({Open("abc"), Open(std::string(20, '\xff'))})), 0);
+    EXPECT_EQ(PanelText(*m_client), "after");
+}
+
+TEST_F(ClientPkiWalk, TheKindIsAppliedToEachRecord)
+{
+    m_client->m_bLastWasChange = 0;
+    EXPECT_EQ(Walk(Sequence({Open(Unit("a")), Open(Unit("b"))}), 1), 0);
+    EXPECT_EQ(m_client->m_bLastWasChange, 1u);
+    EXPECT_EQ(PanelText(*m_client), "before");
+    EXPECT_EQ(Walk(Sequence({Open(Unit("c"))}), 2), 0);
+    EXPECT_EQ(m_client->m_bLastWasChange, 0u);
+    EXPECT_EQ(PanelText(*m_client), "c");
+}
+
+TEST_F(ClientPkiWalk, HostilePayloadsAlwaysEnd)
+{
+    std::mt19937 random(7u);
+    const char alphabet[] = "0123456789S \n+-\x01\xff";
+    for (int round = 0; round < 2000; ++round) {
+        std::string payload(random() % 64, '\0');
+        for (char& c : payload) c = alphabet[random() % (sizeof alphabet - 1)];
+        const int result = Walk(payload);
+        EXPECT_TRUE(result == 0 || result == 1);
+    }
+    // A long run of small records: each step consumes bytes, so the walk ends after the last.
+    std::string many;
+    for (int i = 0; i < 5000; ++i) many += "3S00";
+    m_service.m_vecOpened.clear();
+    EXPECT_EQ(Walk(many), 0);
+    EXPECT_EQ(m_service.m_vecOpened.size(), 5000u);
+}
+
+// --- the in-process conference's sealed records
+
+class ClientPkiMeeting : public ::testing::Test {
+protected:
+    ClientPkiMeeting() : m_harness(Options()) {}
+
+    static CMeetingOptions Options()
+    {
+        CMeetingOptions options;
+        options.bPki = true;
+        return options;
+    }
+
+    void SetUp() override
+    {
+        // Every client registers its resource callback under attach id 0 (it registers before
+        // attaching), so the reader, registered first, is the one the messages reach.
+        m_pReader = &m_harness.Join(4711, NOTETAKER_SINGLE, NOTE_USER_READER);
+        m_pWriter = &m_harness.Join(4712, NOTETAKER_SINGLE, NOTE_USER_WRITER);
+        m_pConference = dynamic_cast<CLocalConference*>(&m_harness.Meeting());
+        ASSERT_NE(m_pConference, nullptr);
+        ASSERT_NE(m_pWriter->m_nApeUserId, 0u);
+    }
+
+    std::string Sealed(const std::string& text) const
+    {
+        return m_pConference->SealRecord(Unit(text, m_pWriter->m_nApeUserId));
+    }
+
+    CClientTraceCapture m_trace;
+    CClientHarness m_harness;
+    CNoteClient* m_pReader = nullptr;
+    CNoteClient* m_pWriter = nullptr;
+    CLocalConference* m_pConference = nullptr;
+};
+
+TEST_F(ClientPkiMeeting, ASealedWholeTextReachesTheReader)
+{
+    ASSERT_TRUE(m_pReader->IsPKIMeeting());
+    m_harness.Meeting().SendDataUnit(m_pWriter->m_pArmService, 0, 0, "sealed hello", EDataRoute::kResourceCallback,
+                                     "NoteTake", 0);
+    m_harness.Settle();
+    EXPECT_EQ(m_harness.PanelText(*m_pReader), "sealed hello");
+}
+
+TEST_F(ClientPkiMeeting, ATextLargerThanOneRecordIsDispatchedRecordByRecord)
+{
+    std::string text(40000, '\0');
+    for (size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>('a' + i % 26);
+    const long before = m_trace.Count(kRevDataEnd);
+    m_harness.Meeting().SendDataUnit(m_pWriter->m_pArmService, 0, 0, text, EDataRoute::kResourceCallback,
+                                     "ClosedCaption", 0);
+    m_harness.Settle();
+    // Records of at most 16 KiB of envelope: three records, each replacing the whole text.
+    const size_t chunk = kMaxSealedEnvelope - CDataPdu::kHeaderLen;
+    EXPECT_EQ(m_trace.Count(kRevDataEnd) - before, 3);
+    EXPECT_EQ(m_harness.PanelText(*m_pReader), text.substr(2 * chunk));
+}
+
+TEST_F(ClientPkiMeeting, ATamperedRecordIsRefusedAndTheOthersStillApply)
+{
+    std::string tampered = Sealed("evil");
+    tampered[tampered.size() / 2] = tampered[tampered.size() / 2] == 'A' ? 'B' : 'A';
+
+    std::string payload = Sequence({Sealed("good"), tampered});
+    ARMMsg_SessRscInd message = Message(payload);
+    EXPECT_EQ(ArmRscCallBack(0, ARM_MSG_SESS_RSC_IND, &message), 0);
+    EXPECT_EQ(m_harness.PanelText(*m_pReader), "good");
+
+    payload = Sequence({tampered, Sealed("after the forgery")});
+    message = Message(payload);
+    EXPECT_EQ(m_pReader->Handle_ArmMsg_SessRscInd(&message), 0);
+    EXPECT_EQ(m_harness.PanelText(*m_pReader), "after the forgery");
+}
+
+TEST_F(ClientPkiMeeting, ATruncatedSequenceKeepsTheRecordsBeforeTheCut)
+{
+    const std::string full = Sequence({Sealed("first"), Sealed("second")});
+    const std::string cut = full.substr(0, full.size() - 5);
+    ARMMsg_SessRscInd message = Message(cut);
+    EXPECT_EQ(m_pReader->Handle_ArmMsg_SessRscInd(&message), 1);
+    EXPECT_EQ(m_harness.PanelText(*m_pReader), "first");
+}
+
+TEST_F(ClientPkiMeeting, AnUnsealedEnvelopeIsNotTakenForRecords)
+{
+    m_harness.Type(*m_pReader, "mine");
+    const std::string plain = Unit("plain text in a PKI meeting", m_pWriter->m_nApeUserId);
+    ARMMsg_SessRscInd message = Message(plain);
+    m_pReader->Handle_ArmMsg_SessRscInd(&message);
+    EXPECT_EQ(m_harness.PanelText(*m_pReader), "mine");
+}
+
+}  // namespace

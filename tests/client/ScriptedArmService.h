@@ -1,0 +1,226 @@
+// A conference service for client tests that never answers by itself: it records each call in
+// a line of text, returns the results a test scripted, and keeps the sinks it was given, so a
+// test drives the handshake one callback at a time and reaches cases (already connected, a
+// refused connect, an enrolment without resources) that no real conference produces on demand.
+// Decrypt opens a record made by Seal ("S" and hexadecimal) and refuses anything else. Owned by the test;
+// Release is only recorded.
+#pragma once
+
+#include "tessarinnote/armservice.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <string>
+#include <vector>
+
+class CScriptedArmService : public IArmService {
+public:
+    ~CScriptedArmService() override
+    {
+        for (void* buffer : m_setOpened) std::free(buffer);
+    }
+
+    // Scripted results.
+    int m_nConnectResult = 0;
+    int m_nJoinResult = 0;
+    int m_nAttachResult = 0;
+    int m_nEnrollResult = 0;
+    unsigned m_nAttachIdToWrite = 7;
+    std::uint64_t m_nConferenceFlags = 0;
+
+    // What the client handed over.
+    std::vector<std::string> m_vecCalls;
+    IArmNodeControllerSink* m_pNodeSink = nullptr;
+    IArmConferenceSink* m_pConferenceSink = nullptr;
+    IArmApeSink* m_pApeSink = nullptr;
+    IArmSharedDataSink* m_pSharedSink = nullptr;
+    IArmAllocHandleSink* m_pAllocSink = nullptr;
+    IArmConferenceSink* m_pLeaveSink = nullptr;
+    IArmNodeControllerSink* m_pDisconnectSink = nullptr;
+    ARMRscCallBack m_pRscCallBack = nullptr;
+    ARMCapability m_capability = {};
+    std::string m_strCapabilityKey;
+    std::string m_strEnrollValue;
+    std::string m_strAllocName;  // the 64 name bytes of the first NameHandles record
+    std::vector<std::string> m_vecOpened;  // records Decrypt opened, in order
+    std::uint64_t m_nQueriedHandle = 0;
+
+    std::set<void*> m_setOpened;  // Decrypt buffers not freed yet
+
+    int ArmService_Release() override { return Record("Release"); }
+    int ArmService_Connect(IArmNodeControllerSink* sink, const char* name, unsigned a, unsigned b,
+                           unsigned c) override
+    {
+        m_pNodeSink = sink;
+        Record("Connect '" + std::string(name ? name : "(null)") + "' " + Num(a) + " " + Num(b) + " " + Num(c));
+        return m_nConnectResult;
+    }
+    int ArmService_Disconnect(IArmNodeControllerSink* sink, unsigned reason) override
+    {
+        m_pDisconnectSink = sink;
+        return Record("Disconnect " + Num(reason));
+    }
+    int ArmService_QueryConference(unsigned queryId, void* record) override
+    {
+        if (queryId != ARM_QUERY_CONFERENCE_FLAGS || !record) return 1;
+        ARMConferenceQuery* query = static_cast<ARMConferenceQuery*>(record);
+        m_nQueriedHandle = query->conferenceHandle;
+        query->flags = m_nConferenceFlags;
+        return 0;
+    }
+    int ArmService_JoinConference(unsigned reserved, unsigned conference, IArmConferenceSink* sink,
+                                  unsigned mode) override
+    {
+        m_pConferenceSink = sink;
+        Record("Join " + Num(reserved) + " " + Num(conference) + " " + Num(mode));
+        return m_nJoinResult;
+    }
+    int ArmService_LeaveConference(unsigned reserved, unsigned conference, IArmConferenceSink* sink) override
+    {
+        m_pLeaveSink = sink;
+        return Record("Leave " + Num(reserved) + " " + Num(conference));
+    }
+    int ArmService_AttachUser(IArmApeSink* sink, unsigned reserved, unsigned short conference,
+                              unsigned* attachId) override
+    {
+        m_pApeSink = sink;
+        Record("Attach " + Num(reserved) + " " + Num(conference));
+        if (m_nAttachResult == 0 && attachId) *attachId = m_nAttachIdToWrite;
+        return m_nAttachResult;
+    }
+    int ArmService_Enroll(unsigned attachId, unsigned resourceClass, unsigned session, unsigned reserved,
+                          unsigned count, const ARMCapability* capability, const char* value,
+                          unsigned valueLength, unsigned mode) override
+    {
+        if (capability) {
+            std::memcpy(&m_capability, capability, sizeof m_capability);
+            m_strCapabilityKey = capability->pszKey ? capability->pszKey : "(null)";
+        }
+        m_strEnrollValue = value ? std::string(value, valueLength) : std::string("(null)");
+        Record("Enroll " + Num(attachId) + " " + Num(resourceClass) + " " + Num(session) + " " + Num(reserved) +
+               " " + Num(count) + " " + Num(valueLength) + " " + Num(mode));
+        return m_nEnrollResult;
+    }
+    int ArmService_DetachUser(unsigned attachId) override { return Record("Detach " + Num(attachId)); }
+    int ArmService_Decrypt(unsigned conference, unsigned length, const unsigned char* sealed, unsigned char** out,
+                           unsigned* outLength, unsigned /*reserved*/) override
+    {
+        if (!out || !outLength) return 1;
+        *out = nullptr;
+        *outLength = 0;
+        const std::string record = sealed ? std::string(reinterpret_cast<const char*>(sealed), length) : "";
+        m_vecOpened.push_back(record);
+        std::string plain;
+        if (conference != m_nDecryptConference || !Unhex(record, &plain)) return 4;
+        unsigned char* buffer = static_cast<unsigned char*>(std::malloc(plain.size() + 1));
+        if (!buffer) return 1;
+        std::memcpy(buffer, plain.data(), plain.size());
+        m_setOpened.insert(buffer);
+        *out = buffer;
+        *outLength = static_cast<unsigned>(plain.size());
+        return 0;
+    }
+    int ArmService_FreeBuffer(void* buffer) override
+    {
+        if (m_setOpened.erase(buffer) == 0) return 1;
+        std::free(buffer);
+        return 0;
+    }
+    int ArmService_RegisterResources(unsigned attachId, IArmSharedDataSink* sink, short count,
+                                     ARMSessionResource* /*resources*/) override
+    {
+        m_pSharedSink = sink;
+        return Record("RegisterResources " + Num(attachId) + " " + Num(static_cast<unsigned>(count)));
+    }
+    int ArmService_AllocNameHandles(unsigned attachId, unsigned count, NameHandles* names,
+                                    IArmAllocHandleSink* sink) override
+    {
+        m_pAllocSink = sink;
+        m_strAllocName = names ? std::string(names[0].szName, sizeof names[0].szName) : std::string();
+        return Record("AllocNameHandles " + Num(attachId) + " " + Num(count) + " " +
+                      (names ? std::string(names[0].szName) + " " + Num(names[0].nHandle) : "(null)"));
+    }
+    int ArmService_PutCacheItem(unsigned attachId, unsigned cacheHandle, unsigned reserved, unsigned itemId,
+                                unsigned mode, unsigned flags, unsigned memHandle, unsigned reserved2,
+                                unsigned priority) override
+    {
+        return Record("Put " + Num(attachId) + " " + Num(cacheHandle) + " " + Num(reserved) + " " + Num(itemId) +
+                      " " + Num(mode) + " " + Hex(flags) + " " + Num(memHandle) + " " + Num(reserved2) + " " +
+                      Num(priority));
+    }
+    int ArmService_SubscribeCache(unsigned attachId, unsigned cacheHandle, unsigned reserved, unsigned mode,
+                                  unsigned depth, IArmSharedDataSink* sink) override
+    {
+        m_pSharedSink = sink;
+        return Record("Subscribe " + Num(attachId) + " " + Num(cacheHandle) + " " + Num(reserved) + " " + Num(mode) +
+                      " " + Num(depth));
+    }
+    int ArmService_RegisterRscCallBack(unsigned attachId, ARMRscCallBack callback) override
+    {
+        m_pRscCallBack = callback;
+        return Record("RegisterRscCallBack " + Num(attachId));
+    }
+    // No memory handles: every item reads as empty.
+    int ArmService_AllocMemHandle(unsigned /*size*/, unsigned* /*handle*/) override { return 1; }
+    int ArmService_FreeMemHandle(unsigned /*handle*/) override { return 1; }
+    int ArmService_GetMemHandleSize(unsigned /*handle*/, unsigned* /*size*/) override { return 1; }
+    int ArmService_WriteMemHandle(unsigned, unsigned, const void*, unsigned) override { return 1; }
+    int ArmService_ReadMemHandle(unsigned, unsigned, void*, unsigned*) override { return 1; }
+
+    // The conference handle Decrypt accepts.
+    unsigned m_nDecryptConference = 1;
+
+    // Calls recorded since the last Take, and forgets them.
+    std::vector<std::string> Take()
+    {
+        std::vector<std::string> calls;
+        calls.swap(m_vecCalls);
+        return calls;
+    }
+
+    // The record the scripted Decrypt opens to plain: "S" and the bytes in hexadecimal.
+    static std::string Seal(const std::string& plain)
+    {
+        static const char kDigits[] = "0123456789abcdef";
+        std::string record = "S";
+        for (unsigned char c : plain) {
+            record += kDigits[c >> 4];
+            record += kDigits[c & 15];
+        }
+        return record;
+    }
+
+private:
+    static bool Unhex(const std::string& record, std::string* plain)
+    {
+        if (record.empty() || record[0] != 'S' || record.size() % 2 == 0) return false;
+        for (size_t i = 1; i + 1 < record.size(); i += 2) {
+            const int high = Nibble(record[i]);
+            const int low = Nibble(record[i + 1]);
+            if (high < 0 || low < 0) return false;
+            *plain += static_cast<char>(high << 4 | low);
+        }
+        return true;
+    }
+    static int Nibble(char c)
+    {
+        if (c >= '0' && c <= '9') return c - '0';
+        if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+        return -1;
+    }
+    int Record(const std::string& call)
+    {
+        m_vecCalls.push_back(call);
+        return 0;
+    }
+    static std::string Num(unsigned value) { return std::to_string(value); }
+    static std::string Hex(unsigned value)
+    {
+        char text[16];
+        std::snprintf(text, sizeof text, "0x%x", value);
+        return text;
+    }
+};
