@@ -1,8 +1,8 @@
 // Full-document transfer: packing a PDU text into a memory handle, unpacking received handles
 // (well-formed, truncated and hostile), and resending the document's changes into the change
 // cache of the in-process conference.
-#include "../platform/HostUICapture.h"
 #include "ClientHarness.h"
+#include "ClientTraceCapture.h"
 #include "PutRecorder.h"
 
 #include <gtest/gtest.h>
@@ -199,15 +199,12 @@ TEST_F(TransferTest, HandleLargerThanTheOutputOrUnknownIsNotRead)
 TEST_F(TransferTest, UnpackingTracesTheHandleAndTheHeader)
 {
     CNoteClient& client = Writer();
-    CHostUICapture capture;
+    CClientTraceCapture capture;
     Unpack(client, Item(0, 2, "hi"));
-    std::vector<std::string> lines;
-    for (const auto& entry : capture.m_vecTrace)
-        if (entry.second.find("DecompressPdu") != std::string::npos) lines.push_back(entry.second);
     EXPECT_EQ((std::vector<std::string>{
                   "CNoteClient::DecompressPdu, dwDataLen = 10",
                   "CNoteClient::DecompressPdu, dwDataLen = 10, dwRealLen = 2, dwLenOut = 0"}),
-              lines);
+              capture.StartingWith("CNoteClient::DecompressPdu"));
 }
 
 TEST_F(TransferTest, HandlesShorterThanThreeBytesDoNothing)
