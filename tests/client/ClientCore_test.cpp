@@ -202,21 +202,6 @@ TEST_F(ClientCoreTest, AlreadyConnectedAndJoinedHostAttachesInsideInitializeBefo
     EXPECT_EQ(g_aApeCltMap.back()->nId, 9u);
 }
 
-TEST_F(ClientCoreTest, AConnectStillPendingRunsNoFurtherStepInsideInitialize)
-{
-    for (int result : {0, 19, 1}) {
-        CScriptedArmService service;
-        service.m_nConnectResult = result;
-        CNoteClient client;
-        _tagNoteData data = NoteData(&service);
-        client.Initialize(data);
-        EXPECT_EQ(service.Take(), (std::vector<std::string>{"Connect '' 0 0 0", "RegisterRscCallBack 0"}))
-            << "connect result " << result;
-    }
-}
-
-// --- teardown
-
 TEST_F(ClientCoreTest, DestroyingAClientThatNeverAttachedStillLeavesAndDisconnects)
 {
     CScriptedArmService service;
@@ -407,14 +392,6 @@ TEST_F(ClientRegistry, MalformedWholeTextPayloadsNeitherCrashNorWipeTheNote)
             EXPECT_EQ(client.Handle_ArmMsg_SessRscInd(&message), 0);
         }
     }
-}
-
-TEST_F(ClientRegistry, SeveralEnvelopesInOneMessageJoinIntoOneText)
-{
-    const std::string units = TextUnit("one, ") + TextUnit("two");
-    ARMMsg_SessRscInd message = Message("NoteTake", units, 0);
-    EXPECT_EQ(ArmRscCallBack(0, ARM_MSG_SESS_RSC_IND, &message), 0);
-    EXPECT_EQ(PanelText(*m_clients[0]), "one, two");
 }
 
 }  // namespace

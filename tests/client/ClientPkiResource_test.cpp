@@ -266,13 +266,4 @@ TEST_F(ClientPkiMeeting, ATruncatedSequenceKeepsTheRecordsBeforeTheCut)
     EXPECT_EQ(m_harness.PanelText(*m_pReader), "first");
 }
 
-TEST_F(ClientPkiMeeting, AnUnsealedEnvelopeIsNotTakenForRecords)
-{
-    m_harness.Type(*m_pReader, "mine");
-    const std::string plain = Unit("plain text in a PKI meeting", m_pWriter->m_nApeUserId);
-    ARMMsg_SessRscInd message = Message(plain);
-    m_pReader->Handle_ArmMsg_SessRscInd(&message);
-    EXPECT_EQ(m_harness.PanelText(*m_pReader), "mine");
-}
-
 }  // namespace
