@@ -1,2 +1,145 @@
 // CNoteClient: local edit detection and change sending.
+//
+// An edit is one common-prefix / common-suffix difference between the text all participants
+// share (m_strOldMsg) and the panel's text (m_strShowMsg), sent as one change PDU through the
+// change cache and recorded in the save record at once. Main thread only.
 #include "client/CNoteClient.h"
+
+#include "platform/NtGlobale.h"
+#include "tessarinnote/notehostui.h"
+
+#include <algorithm>
+#include <string>
+
+namespace {
+
+// Cache-action flags and put arguments of a change.
+constexpr unsigned kFlagsPlain = CACHE_FLAG_BASE;
+constexpr unsigned kFlagsRecorded = CACHE_FLAG_BASE | CACHE_FLAG_RECORD_A | CACHE_FLAG_RECORD_B;
+constexpr unsigned kPutCount = 2;
+
+// Recording states in which a note change belongs to the meeting recording.
+bool RecordingWantsNotes(unsigned long nbrStatus)
+{
+    return nbrStatus == 0 || nbrStatus == 3;
+}
+
+}  // namespace
+
+void CNoteClient::SetNoteTextData(std::string text)
+{
+    if (!text.empty() && m_bHasContent == 0) m_bHasContent = 1;
+    ConvertToMacText(text, text);
+    if (m_pUI)
+        NotifyCocoaUI(m_pUI, NOTEUI_SET_TEXT, const_cast<char*>(text.c_str()), nullptr, nullptr);
+    m_bTextChanged = 1;
+}
+
+unsigned char CNoteClient::ChangeMessage()
+{
+    const int hasText = GetNoteTextLength() > 0 ? 1 : 0;
+    if (hasText == m_bContentNotified) return static_cast<unsigned char>(hasText);
+    m_bContentNotified = hasText;
+    if (m_pHostSink) m_pHostSink->HasContentChanged(hasText);
+    return static_cast<unsigned char>(hasText);
+}
+
+int CNoteClient::CompareMsg(std::string& newText, int& removedLen)
+{
+    const std::string& oldMsg = m_strOldMsg;
+    const std::string& showMsg = m_strShowMsg;
+    const size_t oldLen = oldMsg.size();
+    // The panel's whole text may be longer than the text compared (a committed caption with
+    // uncommitted text after it): bytes of the show text past its end never match.
+    const size_t curLen = GetNoteTextLength();
+    const size_t showLen = showMsg.size();
+    if (oldLen == 0) {
+        removedLen = 0;
+        return 0;
+    }
+    if (curLen == 0) {
+        removedLen = static_cast<int>(oldLen);
+        return 0;
+    }
+    const size_t n = std::min(curLen, oldLen);
+    const size_t prefixEnd = std::min(n, showLen);
+    size_t prefix = 0;
+    while (prefix < prefixEnd && oldMsg[prefix] == showMsg[prefix]) ++prefix;
+    // The prefix is measured first, so a repeated character is read as part of the prefix.
+    size_t suffix = 0;
+    if (prefix != n) {
+        while (suffix < n - prefix) {
+            const size_t s = curLen - 1 - suffix;
+            if (s >= showLen || oldMsg[oldLen - 1 - suffix] != showMsg[s]) break;
+            ++suffix;
+        }
+    }
+    // In place: the inserted part is what lies between the prefix and the suffix.
+    const size_t start = std::min(prefix, newText.size());
+    const size_t keep = newText.size() - start > suffix ? newText.size() - start - suffix : 0;
+    newText.erase(0, start);
+    newText.resize(keep);
+    removedLen = static_cast<int>(oldLen - prefix - suffix);
+    return static_cast<int>(prefix);
+}
+
+void CNoteClient::SendChangeInfoPDU(int bPressEnter)
+{
+    MacInfoTrace2("note", "CNoteClient::SendChangeInfoPDU(BOOL bPressEnter)");
+    const size_t oldLen = m_strOldMsg.size();
+    int full = 0;
+    if (m_pUI) {
+        if (bPressEnter)
+            NotifyCocoaUI(m_pUI, NOTEUI_GET_COMMITTED_TEXT, &full, &m_strShowMsg, nullptr);
+        else
+            NotifyCocoaUI(m_pUI, NOTEUI_GET_TEXT_CRLF, nullptr, &m_strShowMsg, nullptr);
+    }
+    if (m_strShowMsg.empty() && m_strOldMsg.empty() && !bPressEnter) return;
+
+    std::string newText = m_strShowMsg;
+    size_t curLen = m_strShowMsg.size();
+    if (bPressEnter && full == 0) {
+        newText += "\r\n";
+        curLen = newText.size();
+    }
+    std::string nextOld = newText;
+    int removed = 0;
+    const int offset = CompareMsg(newText, removed);
+    // The single note taker always sends the complete text; the offsets stay as found.
+    if (m_nNotePadType == NOTETAKER_SINGLE) newText = m_strShowMsg;
+
+    const size_t at = static_cast<size_t>(offset);
+    if (at > oldLen || (at == oldLen && at == curLen)) return;
+
+    CNoteChangeInfoPDU pdu;
+    for (const char* info : m_aNetInfo) {
+        if (!info || !*info) break;
+        pdu.AddNetInfo(info);
+    }
+    pdu.SetNoteMsg(newText);
+    pdu.SetOffSet(offset, 0);
+    pdu.SetOffSet(removed, 1);
+    pdu.SetUniqueId(static_cast<int>(m_nUserId));
+    pdu.GenerateXMLPDU();
+    const std::string xml = pdu.PrintCompact();
+
+    const unsigned handle = CompressPdu(xml.c_str());
+    SendAllBlockPdu(0);
+    const bool captions = m_nNotePadType == NOTETAKER_CLOSED_CAPTIONS;
+    const unsigned flags = RecordingWantsNotes(m_nNBRStatus) && !captions ? kFlagsRecorded : kFlagsPlain;
+    const unsigned previousId = captions ? 0 : m_nLastCacheId;
+    const unsigned priority = captions ? CACHE_MODE_APPEND : CACHE_MODE_REPLACE_NEWEST;
+    if (m_pArmService)
+        m_pArmService->ArmService_PutCacheItem(m_nApeUserId, m_nChangeCacheHandle, 0, previousId,
+                                               priority, flags, handle, 0, kPutCount);
+
+    // The own change enters the save record now, without a cache id; its echo stamps it.
+    pdu.Clear();
+    AddChangePduToSavePdu(pdu);
+
+    m_bNeedAutoSave = 1;
+    ResetNetInfo();
+    if (m_pArmService) m_pArmService->ArmService_FreeMemHandle(handle);
+    m_strOldMsg = nextOld;
+    MacInfoTrace2("note", "CNoteClient::SendChangeInfoPDU(BOOL bPressEnter) end");
+}
