@@ -1,2 +1,114 @@
 // CNoteClient: applying remote changes.
+//
+// Every change PDU of the meeting ends up once in the save record's change list; one already
+// there (the echo of an own change, a repeat) is only stamped with its cache id. A new one is
+// merged deliberately simply: captions append its text, the other notepads replace the whole
+// text with it. Its offsets are never used for the merge, so a hostile offset cannot move
+// anything. Main thread only.
 #include "client/CNoteClient.h"
+
+#include "platform/NtGlobale.h"
+#include "tessarinnote/notehostui.h"
+
+#include <string>
+
+namespace {
+
+// Ticks before the panel scrolls to the end after a change.
+constexpr int kScrollTicks = 5;
+
+}  // namespace
+
+int CNoteClient::CheckChangePduEqual(CNoteChangeInfoPDU& a, CNoteChangeInfoPDU& b)
+{
+    // The offsets first: they are cheap and differ for almost every pair of a caption list.
+    if (a.GetOffSet_INT(0) != b.GetOffSet_INT(0)) return 0;
+    if (a.GetOffSet_INT(1) != b.GetOffSet_INT(1)) return 0;
+    return a.GetNoteMsg() == b.GetNoteMsg() ? 1 : 0;
+}
+
+void CNoteClient::AddChangePduToSavePdu(CNoteChangeInfoPDU pdu)
+{
+    if (pdu.GetOffSet_INT(1) == 0 && pdu.GetNoteMsg().empty()) return;
+    std::vector<CNoteChangeInfoPDU>& changes = m_SaveInfo.m_vecChangeInfoPdu;
+    // The single note taker's changes each carry the whole text: only the latest matters.
+    if (m_nNotePadType == NOTETAKER_SINGLE) changes.clear();
+    changes.push_back(pdu);
+}
+
+int CNoteClient::SetSavePduCacheID(CNoteChangeInfoPDU& pdu, unsigned cacheId)
+{
+    const int id = static_cast<int>(cacheId);
+    std::vector<CNoteChangeInfoPDU>& changes = m_SaveInfo.m_vecChangeInfoPdu;
+    for (auto it = changes.rbegin(); it != changes.rend(); ++it) {
+        if (!CheckChangePduEqual(*it, pdu)) continue;
+        if (it->GetCacheId_INT() != id) it->SetCacheId(id);
+        return 0;
+    }
+    pdu.SetCacheId(id);
+    AddChangePduToSavePdu(pdu);
+    return 1;
+}
+
+int CNoteClient::HandleChangeMsg(CNoteChangeInfoPDU& pdu, int apply)
+{
+    MacInfoTrace2("note", "HandleChangeMsg");
+    if (SetSavePduCacheID(pdu, m_nLastCacheId) == 0) return 0;
+    std::string text = pdu.GetNoteMsg();
+    if (pdu.GetOffSet_INT(1) == 0 && text.empty()) return 0;
+
+    const size_t oldLen = m_strOldMsg.size();
+    size_t position = 0;
+    size_t removeCount = oldLen;
+    if (m_nNotePadType == NOTETAKER_CLOSED_CAPTIONS) {
+        if (text.empty()) return 0;
+        const int markers = pdu.GetNetInfoCount_INT();
+        for (int i = 0; i < markers; ++i) {
+            std::string marker;
+            pdu.GetNetInfo(i, marker);
+            if (marker.empty()) break;
+            strReplaceRow(text, marker, std::string());
+        }
+        m_strRecvMsg += text;
+        position = oldLen;
+        removeCount = 0;
+    } else {
+        m_strRecvMsg.swap(text);
+    }
+    // Captions keep a recorded text in m_strRecvMsg until the next applied change.
+    if (apply == 0) return 0;
+
+    std::string base = m_strOldMsg;
+    if (!base.empty()) m_strShowMsg.clear();
+    if (base.size() < position) position = base.size();
+    if (removeCount > base.size() - position) removeCount = base.size() - position;
+    base.replace(position, removeCount, m_strRecvMsg);
+    m_strRecvMsg.clear();
+
+    if (!base.empty()) {
+        m_strOldMsg = base;
+        SetNoteTextData(base);
+        m_strShowMsg.swap(base);
+        SetFileNeedSave(true);
+        if (m_pHostSink) m_pHostSink->SaveEnabledChanged(1);
+        if (m_nNotePadType == NOTETAKER_CLOSED_CAPTIONS && m_nUserType == NOTE_USER_WRITER && m_pUI) {
+            bool publishEnabled = m_bNeedAutoSave != 0;
+            NotifyCocoaUI(m_pUI, NOTEUI_ENABLE_PUBLISH, &publishEnabled, nullptr, nullptr);
+        }
+        if (m_nScrolltoEnd == 0)
+            m_nScrolltoEnd = kScrollTicks;
+        else
+            MacInfoTrace2("note", "CNoteClient:HandleChangeMsg m_nScrolltoEnd=%d", m_nScrolltoEnd);
+    } else {
+        SetNoteTextData(std::string());
+        if (m_pUI) NotifyCocoaUI(m_pUI, NOTEUI_GET_TEXT_CRLF, nullptr, &m_strShowMsg, nullptr);
+        m_strOldMsg = m_strShowMsg;
+    }
+
+    if (m_pHostSink) {
+        m_pHostSink->RemoteChangeApplied();
+        if (!m_strShowMsg.empty()) m_pHostSink->RemoteTextApplied(0);
+    }
+    m_bNeedAutoSave = 1;
+    return static_cast<int>(oldLen) - 1;
+}
