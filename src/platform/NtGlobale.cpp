@@ -1,9 +1,10 @@
 // Line-ending conversions in one pass over the input and path splitting.
 //
-// The conversions share one walk (ConvertLineEnds): each 32-byte block is copied to the output
+// The conversions share one walk (ConvertBlocks): each 16-byte block is copied to the output
 // whole, and only at the line-end bytes the rule picks is the output patched and the rest of the
 // block copied again one place further on (or back). Text with a line end every few dozen bytes
-// thus converts several times faster than byte by byte.
+// thus converts several times faster than byte by byte. The output is written straight into
+// the caller's string, whose buffer is kept from call to call.
 #include "platform/NtGlobale.h"
 
 #include "boundscheck/boundscheck.h"
@@ -13,6 +14,7 @@
 
 #include <algorithm>
 #include <new>
+#include <type_traits>
 
 namespace {
 
@@ -33,11 +35,11 @@ uint32_t PickedInBlock(const CBlockMasks& m, uint32_t prevCr)
 {
     switch (kRule) {
     case ERule::kDropCrBeforeLf:
-        return m.cr & m.nextLf;
+        return m.crLf;
     case ERule::kLoneCr:
-        return m.cr & ~m.nextLf;
+        return m.loneCr;
     case ERule::kLoneCrOrLf:
-        return (m.cr & ~m.nextLf) | (m.lf & ~((m.cr << 1) | prevCr));
+        return m.loneCr | (m.lf & ~((m.cr << 1) | prevCr));
     case ERule::kEveryCr:
         return m.cr;
     case ERule::kEveryLf:
@@ -66,57 +68,140 @@ bool PickedAt(const char* s, size_t i)
     return false;
 }
 
-// Converts s[0, n) into o: a picked byte is dropped (kDropCrBeforeLf) or written as CR LF (the
-// other rules). Returns the bytes written; does not terminate o.
-// REQUIRES: s[0, n) holds no zero byte and s[n] is readable; o holds n bytes
-// (kDropCrBeforeLf) or 2n bytes (the other rules). The block stores stay within those sizes: a
-// block is taken only while 64 input bytes remain, and output runs at most twice as far as
-// input.
+// How far a conversion has got: input bytes read, output bytes written.
+struct CProgress {
+    size_t in;
+    size_t out;
+};
+
+// Output room one block may use: up to 32 bytes of its own, and the copy after its last picked
+// byte runs a block further.
+constexpr size_t kBlockRoom = 3 * kScanBlock;
+
+// Most output bytes per input byte.
 template <ERule kRule>
-size_t ConvertLineEnds(const char* s, size_t n, char* o)
+constexpr size_t kWidening = kRule == ERule::kDropCrBeforeLf ? 1 : 2;
+
+// Converts the block at r: copies it to w and, at each picked byte, drops it (kDropCrBeforeLf)
+// or writes CR LF for it (the other rules) and copies the rest of the block again one place
+// further back or on. Then moves w past the block's output. prevCr is 1 when the byte before
+// the block is CR, and is set for the next block. REQUIRES: r[0] through r[31] readable;
+// kBlockRoom bytes writable from w on.
+template <ERule kRule>
+void ConvertBlock(const char* r, char*& w, uint32_t& prevCr)
 {
-    constexpr bool kDrop = kRule == ERule::kDropCrBeforeLf;
-    ptrdiff_t shift = 0;  // output index of input byte j is j + shift
-    uint32_t prevCr = 0;
-    size_t base = 0;
-    for (; base + 2 * kScanBlock <= n; base += kScanBlock) {
-        const CBlockMasks masks = ntglobale::CopyAndScanBlock(o + base + shift, s + base);
-        uint32_t picked = PickedInBlock<kRule>(masks, prevCr);
-        prevCr = masks.cr >> (kScanBlock - 1);
-        while (picked) {
-            const ptrdiff_t k = ptrdiff_t(base) + __builtin_ctz(picked);
-            picked &= picked - 1;
-            if (kDrop) {
-                --shift;
-            } else {
-                o[k + shift] = '\r';
-                o[k + shift + 1] = '\n';
-                ++shift;
-            }
-            ntglobale::CopyBlock(o + k + 1 + shift, s + k + 1);
+    const CBlockMasks masks = ntglobale::CopyAndScanBlock(w, r);
+    uint32_t picked = PickedInBlock<kRule>(masks, prevCr);
+    prevCr = masks.cr >> (kScanBlock - 1);
+    // From here on byte i of the block goes to w + i.
+    while (picked) {
+        const unsigned i = unsigned(__builtin_ctz(picked));
+        picked &= picked - 1;
+        if (kRule == ERule::kDropCrBeforeLf) {
+            --w;
+        } else {
+            memcpy(w + i, "\r\n", 2);
+            ++w;
         }
+        ntglobale::CopyBlock(w + i + 1, r + i + 1);
     }
-    char* w = o + base + shift;
-    for (size_t i = base; i < n; ++i) {
+    w += kScanBlock;
+}
+
+// Converts s[p.in, n) into o from o[p.out] on, a block at a time. Stops while fewer than two
+// blocks of input remain, or when fewer than kBlockRoom bytes of room are left; advances p.
+// REQUIRES: s[n] readable; p.out <= room; o holds room bytes.
+template <ERule kRule>
+void ConvertBlocks(const char* s, size_t n, char* o, size_t room, CProgress& p)
+{
+    const char* r = s + p.in;
+    char* w = o + p.out;
+    uint32_t prevCr = p.in > 0 && s[p.in - 1] == '\r';
+    for (;;) {
+        const size_t in = size_t(r - s), out = size_t(w - o);
+        if (n - in < 2 * kScanBlock || room - out < kBlockRoom) break;
+        // As many blocks as fit even if each widens fully: the room is checked once per run.
+        const size_t fit = (room - out - kBlockRoom) / (kWidening<kRule> * kScanBlock) + 1;
+        const size_t blocks = std::min((n - in) / kScanBlock - 1, fit);
+        // The only call of ConvertBlock, so that it is inlined: as a call it runs 3 times slower.
+        for (const char* const end = r + blocks * kScanBlock; r != end; r += kScanBlock)
+            ConvertBlock<kRule>(r, w, prevCr);
+    }
+    p = {size_t(r - s), size_t(w - o)};
+}
+
+// Converts s[p.in, n) byte by byte, as ConvertBlocks. REQUIRES: s[n] readable; o holds
+// p.out + kWidening * (n - p.in) bytes.
+template <ERule kRule>
+void ConvertBytes(const char* s, size_t n, char* o, CProgress& p)
+{
+    char* w = o + p.out;
+    for (size_t i = p.in; i < n; ++i) {
         if (!PickedAt<kRule>(s, i)) {
             *w++ = s[i];
-        } else if (!kDrop) {
+        } else if (kRule != ERule::kDropCrBeforeLf) {
             *w++ = '\r';
             *w++ = '\n';
         }
     }
-    return size_t(w - o);
+    p = {n, size_t(w - o)};
+}
+
+// Converts s[0, n) into o, which holds kWidening * n + 1 bytes. Returns the converted length;
+// does not terminate o. REQUIRES: s[n] readable.
+template <ERule kRule>
+size_t ConvertLineEnds(const char* s, size_t n, char* o)
+{
+    CProgress p = {0, 0};
+    ConvertBlocks<kRule>(s, n, o, kWidening<kRule> * n + 1, p);
+    ConvertBytes<kRule>(s, n, o, p);
+    return p.out;
+}
+
+// Makes out s[0, n) converted. The output length is only known at the end, so out's present
+// size serves as room and grows only by what the rest may need when it runs short: a string
+// converted again and again is neither reallocated nor zero-filled, a new one is zero-filled
+// about once. REQUIRES: s[n] readable; s not inside out.
+template <ERule kRule>
+void ConvertInto(const char* s, size_t n, std::string& out)
+{
+    out.reserve(kWidening<kRule> * n + kBlockRoom);
+    // Lower bounds: widening keeps every byte; a dropped CR is followed by a kept LF.
+    const size_t least = (kRule == ERule::kDropCrBeforeLf ? n / 2 : n) + kBlockRoom;
+    if (out.size() < least) out.resize(least);
+    CProgress p = {0, 0};
+    ConvertBlocks<kRule>(s, n, &out[0], out.size(), p);
+    const size_t rest = p.out + kWidening<kRule> * (n - p.in) + kBlockRoom;
+    if (out.size() < rest) {
+        out.resize(rest);
+        ConvertBlocks<kRule>(s, n, &out[0], out.size(), p);
+    }
+    ConvertBytes<kRule>(s, n, &out[0], p);
+    out.resize(p.out);
 }
 
 bool Holds(const char* s, size_t n, char c) { return memchr(s, c, n) != nullptr; }
 
-// Lone CR and lone LF -> CR LF. Panel text has LF only and old text CR only; for these a
-// cheaper rule gives the same result. REQUIRES: as ConvertLineEnds, o holding 2n bytes.
-size_t ConvertAnyToCrLf(const char* s, size_t n, char* o)
+// Calls convert(rule) with the rule for lone CR and lone LF -> CR LF (rule as an
+// std::integral_constant). Panel text has LF only and old text CR only; for these a cheaper rule
+// gives the same result.
+template <typename Convert>
+void ConvertAnyToCrLf(const char* s, size_t n, Convert convert)
 {
-    if (!Holds(s, n, '\r')) return ConvertLineEnds<ERule::kEveryLf>(s, n, o);
-    if (!Holds(s, n, '\n')) return ConvertLineEnds<ERule::kEveryCr>(s, n, o);
-    return ConvertLineEnds<ERule::kLoneCrOrLf>(s, n, o);
+    if (!Holds(s, n, '\r')) return convert(std::integral_constant<ERule, ERule::kEveryLf>());
+    if (!Holds(s, n, '\n')) return convert(std::integral_constant<ERule, ERule::kEveryCr>());
+    convert(std::integral_constant<ERule, ERule::kLoneCrOrLf>());
+}
+
+// Runs convert(dest) with dest = out, or, when out is in itself (in is read while dest is
+// written), with a new string that then replaces out.
+template <typename Convert>
+void IntoOutput(const std::string& in, std::string& out, Convert convert)
+{
+    if (&in != &out) return convert(out);
+    std::string converted;
+    convert(converted);
+    out.swap(converted);
 }
 
 // Length of s before its first zero byte (all of it when there is none).
@@ -234,14 +319,13 @@ void ConvertToMacText(const std::string& in, std::string& out)
     if (in.empty()) return;
     const size_t len = TextLength(in);
     // Without both CR and LF there is no CR LF: the text stays as it is.
-    std::string converted;
     if (!Holds(in.data(), len, '\r') || !Holds(in.data(), len, '\n')) {
-        converted.assign(in, 0, len);
-    } else {
-        converted.resize(len);
-        converted.resize(ConvertLineEnds<ERule::kDropCrBeforeLf>(in.c_str(), len, &converted[0]));
+        out.assign(in, 0, len);
+        return;
     }
-    out.swap(converted);
+    IntoOutput(in, out, [&](std::string& dest) {
+        ConvertInto<ERule::kDropCrBeforeLf>(in.c_str(), len, dest);
+    });
 }
 
 void ConvertToWinText(const std::string& in, std::string& out)
@@ -253,21 +337,19 @@ void ConvertToWinText(const std::string& in, std::string& out)
     }
     const size_t textLen = TextLength(in);
     const char* s = in.c_str();
-    std::string converted;
-    if (!Holds(s, textLen, '\r')) {
-        converted.assign(in, 0, textLen);
-    } else {
-        converted.resize(2 * textLen);
-        size_t len = Holds(s, textLen, '\n')
-                         ? ConvertLineEnds<ERule::kLoneCr>(s, textLen, &converted[0])
-                         : ConvertLineEnds<ERule::kEveryCr>(s, textLen, &converted[0]);
-        converted.resize(len);
-    }
-    // Text is only ever flushed up to a lone CR; when the input ends in CR the unflushed rest
-    // before a zero byte is never appended.
-    if (textLen < n && in[n - 1] == '\r')
-        converted.resize(LengthThroughLastLoneCr(s, textLen, converted.size()));
-    out.swap(converted);
+    IntoOutput(in, out, [&](std::string& dest) {
+        if (!Holds(s, textLen, '\r')) {
+            dest.assign(in, 0, textLen);
+        } else if (Holds(s, textLen, '\n')) {
+            ConvertInto<ERule::kLoneCr>(s, textLen, dest);
+        } else {
+            ConvertInto<ERule::kEveryCr>(s, textLen, dest);
+        }
+        // Text is only ever flushed up to a lone CR; when the input ends in CR the unflushed
+        // rest before a zero byte is never appended.
+        if (textLen < n && in[n - 1] == '\r')
+            dest.resize(LengthThroughLastLoneCr(s, textLen, dest.size()));
+    });
 }
 
 void ConvertToWinText2(const std::string& in, std::string& out)
@@ -280,9 +362,12 @@ void ConvertToWinText2(const std::string& in, std::string& out)
     // Lone LF -> CR LF followed by lone CR -> CR LF is the same as both at once: a CR put before
     // a lone LF is never lone, and a lone CR is never followed by an LF.
     const size_t textLen = TextLength(in);
-    std::string converted(2 * textLen, '\0');
-    converted.resize(ConvertAnyToCrLf(in.c_str(), textLen, &converted[0]));
-    out.swap(converted);
+    const char* s = in.c_str();
+    IntoOutput(in, out, [&](std::string& dest) {
+        ConvertAnyToCrLf(s, textLen, [&](auto rule) {
+            ConvertInto<decltype(rule)::value>(s, textLen, dest);
+        });
+    });
 }
 
 char* ConvertToWinText3(const char* in)
@@ -291,7 +376,9 @@ char* ConvertToWinText3(const char* in)
     const size_t n = strlen(in);
     char* converted = new (std::nothrow) char[2 * n + 1];
     if (!converted) return nullptr;
-    converted[ConvertAnyToCrLf(in, n, converted)] = '\0';
+    ConvertAnyToCrLf(in, n, [&](auto rule) {
+        converted[ConvertLineEnds<decltype(rule)::value>(in, n, converted)] = '\0';
+    });
     return converted;
 }
 

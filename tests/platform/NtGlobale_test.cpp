@@ -196,6 +196,38 @@ TEST(LineEnds, InAndOutMayBeTheSameString)
     EXPECT_EQ(s, "a\r\nb");
 }
 
+// The conversions write into out's buffer as far as its size goes and make it longer where that
+// runs short, part-way through the text; the result must not depend on what out held before.
+TEST(LineEnds, ResultDoesNotDependOnWhatOutHeld)
+{
+    std::mt19937 rng(31);
+    for (int round = 0; round < 30; ++round) {
+        std::uniform_int_distribution<int> pick(0, 2 + round % 10);
+        std::string in;
+        while (in.size() < 1500) {
+            const int p = pick(rng);
+            in += p == 0 ? '\r' : p == 1 ? '\n' : char('a' + p);
+        }
+        SCOPED_TRACE(::testing::PrintToString(in));
+        std::string mac, win, win2;
+        LiteralMac(in, mac);
+        LiteralWin(in, win);
+        LiteralWin2(in, win2);
+        for (size_t held : {0, 1, 100, 700, 760, 1000, 1400, 1500, 1540, 1700, 2000, 2900, 4000}) {
+            SCOPED_TRACE(held);
+            std::string out(held, '#');
+            ConvertToMacText(in, out);
+            ASSERT_EQ(out, mac);
+            out.assign(held, '#');
+            ConvertToWinText(in, out);
+            ASSERT_EQ(out, win);
+            out.assign(held, '#');
+            ConvertToWinText2(in, out);
+            ASSERT_EQ(out, win2);
+        }
+    }
+}
+
 // ---- One pass against the step-by-step forms ----
 
 // Texts of up to 300 bytes: line ends only, letters with only LF, only CR or only CR LF (the
