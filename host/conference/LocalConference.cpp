@@ -48,9 +48,12 @@ void CLocalConference::SendDataUnit(IArmService* from, unsigned toAttachId, shor
     const unsigned fromAttachId = sender->AttachId();
 
     std::string bytes;
-    if (route == EDataRoute::kResourceCallback && IsPki())
+    if (route == EDataRoute::kResourceCallback && IsPki()) {
         bytes = SealedRecordSequence(fromAttachId, toAttachId, modifiedFlag, payload);
-    else
+        // The plug-in measures every record against the room after the text, as if its
+        // position stayed at the text's end: a NUL ends the text, zero bytes give the room.
+        if (!bytes.empty()) bytes.append(bytes.size() + 1, '\0');
+    } else
         bytes = BuildDataUnitEnvelope(fromAttachId, toAttachId, modifiedFlag, payload);
     if (bytes.empty()) return;
     // Built once; every receiver's callback shares it.

@@ -77,7 +77,9 @@ struct CMeetingOptions {
 
 // PKI sealed records as the plug-in reads them from a resource message: for each record,
 // its length in decimal followed at once by the record's bytes (printable text, never NUL).
-// ArmService_Decrypt opens one record's bytes.
+// ArmService_Decrypt opens one record's bytes. The message's length covers the sequence, a
+// NUL and as many zero bytes again: the plug-in checks each record against the room after
+// the text and reads nothing from a message whose text fills its length.
 //
 // Sealed record bytes are "S" followed by the base64 (standard alphabet, padded) of a 24-byte
 // nonce and the secretbox of the envelope, keyed per meeting. The leading letter ends the

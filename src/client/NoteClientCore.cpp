@@ -185,28 +185,27 @@ int CNoteClient::Handle_ArmMsg_SessRscInd(ARMMsg_SessRscInd* msg)
     }
 
     // A PKI payload is a sequence of sealed records, each its decimal length followed at once
-    // by its bytes. The original walk compared a string stream's write position, which never
-    // moves: it read no record when the text filled the length and looped forever otherwise.
-    // Rule kept here: the position is the read position over the payload's text (its bytes up
-    // to the first NUL, within the length). While it is below the length: fewer than 4 bytes
-    // left of the length gives 1; a missing or oversized decimal length gives 1; a record
-    // running past the text gives 1; otherwise the record is opened and, when it opens,
-    // dispatched by kind, and the walk goes on after it. A record that does not open is
-    // dropped. The end of the text at the length gives 0. Each step consumes at least one byte,
-    // so the walk ends; records dispatched before a failure stay applied.
+    // by its bytes. The text (up to its first NUL) is read as from a stream whose write
+    // position stays at the text's end: the checks use that position, deliberately, so a
+    // payload whose text fills the length yields no record, and a payload needs room after
+    // its text for the largest record. The read position walks the text; the walk stops with
+    // 1 when a check fails or the text holds no further record (where the stream's reads
+    // would fail), so it always ends. Records dispatched before that stay applied; a record
+    // that does not open is dropped.
     const char* text = reinterpret_cast<const char*>(msg->pData);
     const unsigned length = text ? msg->nLength : 0;
     const void* nul = length ? std::memchr(text, '\0', length) : nullptr;
     const unsigned textLen = nul ? static_cast<unsigned>(static_cast<const char*>(nul) - text) : length;
+    const unsigned long long writePos = textLen;
 
-    unsigned pos = 0;
-    while (pos < length) {
-        if (length - pos < 4) return 1;
+    unsigned readPos = 0;
+    while (writePos < length) {
+        if (writePos + 4 > length) return 1;
         unsigned recordLen = 0;
-        if (!ReadRecordLength(text, textLen, &pos, &recordLen)) return 1;
-        if (recordLen > textLen - pos) return 1;
-        const unsigned char* record = reinterpret_cast<const unsigned char*>(text + pos);
-        pos += recordLen;
+        if (!ReadRecordLength(text, textLen, &readPos, &recordLen)) return 1;
+        if (recordLen + writePos > length || recordLen > textLen - readPos) return 1;
+        const unsigned char* record = reinterpret_cast<const unsigned char*>(text + readPos);
+        readPos += recordLen;
 
         unsigned char* plain = nullptr;
         unsigned plainLen = 0;

@@ -2,10 +2,11 @@
 // its bytes), which ends on every input, and the in-process conference's real sealed records,
 // whole, cut into several records, tampered with and truncated.
 //
-// The walk's rule: the read position moves over the payload's text (up to its first NUL within
-// the length). Below the length: fewer than 4 bytes left gives 1, a missing or oversized length
-// gives 1, a record past the text gives 1; a record that opens is dispatched, one that does not
-// is dropped; reaching the length gives 0.
+// The walk's rule: the records are read from the payload's text (up to its first NUL within the
+// length), but every check measures from the text's end, as a stream's unmoving write position
+// would: a text that fills the length yields no record (0); otherwise the walk needs room after
+// the text (4 bytes, and each record's length) and ends with 1 where a check fails or the text
+// holds no further record. A record that opens is dispatched, one that does not is dropped.
 #include "ClientHarness.h"
 #include "ClientTraceCapture.h"
 #include "ScriptedArmService.h"
@@ -56,6 +57,12 @@ std::string Sequence(const std::vector<std::string>& records)
     return sequence;
 }
 
+// A payload with room after its text for every record, as the conference sends it.
+std::string WithRoom(const std::string& text)
+{
+    return text + std::string(text.size() + 1, '\0');
+}
+
 std::string PanelText(CNoteClient& client)
 {
     NoteViewController* panel = static_cast<NoteViewController*>(client.GetPanel());
@@ -98,7 +105,7 @@ protected:
 TEST_F(ClientPkiWalk, EveryRecordIsOpenedAndDispatchedInOrderAndFreed)
 {
     const std::string payload = Sequence({Open(Unit("one")), Open(Unit("two")), Open(Unit("three"))});
-    EXPECT_EQ(Walk(payload), 0);
+    EXPECT_EQ(Walk(WithRoom(payload)), 1);  // ends where the text holds no further record
     EXPECT_EQ(m_service.m_vecOpened,
               (std::vector<std::string>{Open(Unit("one")), Open(Unit("two")), Open(Unit("three"))}));
     EXPECT_EQ(m_trace.Count(kRevDataEnd), 3);
@@ -109,8 +116,7 @@ TEST_F(ClientPkiWalk, EveryRecordIsOpenedAndDispatchedInOrderAndFreed)
 
 TEST_F(ClientPkiWalk, TheDefinedEndsOfTheWalk)
 {
-    const std::string good = Open(Unit("good"));
-    const std::string goodSeq = Sequence({good});
+    const std::string goodSeq = Sequence({Open(Unit("good"))});
     struct Case {
         const char* what;
         std::string payload;
@@ -119,19 +125,19 @@ TEST_F(ClientPkiWalk, TheDefinedEndsOfTheWalk)
         const char* text;
     } cases[] = {
         {"empty payload", "", 0, 0, "before"},
-        {"fewer than 4 bytes", "12S", 1, 0, "before"},
-        {"record longer than the rest", "9Sabcd", 1, 0, "before"},
-        {"no digits", "abcdefgh", 1, 0, "before"},
-        {"negative length", "-5Sabcd", 1, 0, "before"},
-        {"length beyond an int", "99999999999Sabcd", 1, 0, "before"},
-        {"zero-length record", "0000", 0, 1, "before"},
-        {"a record that is not hexadecimal", "4Sxyz", 0, 1, "before"},
-        {"blanks and a plus sign before the length", " \n+" + goodSeq, 0, 1, "good"},
-        {"fewer than 4 bytes after a record", goodSeq + "7S", 1, 1, "good"},
-        {"garbage after a record", goodSeq + "xyzw", 1, 1, "good"},
-        {"a record past the text's NUL", "40Sab" + std::string(1, '\0') + std::string(60, '1'), 1, 0, "before"},
-        {"the walk stops at the text's NUL", goodSeq + std::string(1, '\0') + Sequence({Open(Unit("hidden"))}), 1, 1,
-         "good"},
+        {"a text that fills the length yields no record", goodSeq, 0, 0, "before"},
+        {"fewer than 4 bytes of room", goodSeq + std::string(3, '\0'), 1, 0, "before"},
+        {"room too small for the record", goodSeq + std::string(8, '\0'), 1, 0, "before"},
+        {"room for the record", WithRoom(goodSeq), 1, 1, "good"},
+        {"no digits", WithRoom("abcdefgh"), 1, 0, "before"},
+        {"negative length", WithRoom("-5Sabcd"), 1, 0, "before"},
+        {"length beyond an int", WithRoom("99999999999Sabcd"), 1, 0, "before"},
+        {"record longer than the rest of the text", WithRoom("9Sabcd"), 1, 0, "before"},
+        {"zero-length record", WithRoom("0000"), 1, 1, "before"},
+        {"blanks and a plus sign before the length", WithRoom(" \n+" + goodSeq), 1, 1, "good"},
+        {"garbage after a record", WithRoom(goodSeq + "xyzw"), 1, 1, "good"},
+        {"records after the text's NUL are not read",
+         WithRoom(goodSeq + std::string(1, '\0') + Sequence({Open(Unit("hidden"))})), 1, 1, "good"},
     };
     for (const Case& c : cases) {
         m_service.m_vecOpened.clear();
@@ -144,22 +150,22 @@ TEST_F(ClientPkiWalk, TheDefinedEndsOfTheWalk)
 
 TEST_F(ClientPkiWalk, ARecordThatDoesNotOpenIsDroppedAndTheWalkGoesOn)
 {
-    EXPECT_EQ(Walk(Sequence({"Xforged", Open(Unit("after"))})), 0);
+    EXPECT_EQ(Walk(WithRoom(Sequence({"Xforged", Open(Unit("after"))}))), 1);
     EXPECT_EQ(m_service.m_vecOpened.size(), 2u);
     EXPECT_EQ(PanelText(*m_client), "after");
 
     // A record that opens to no valid envelope is not dispatched as an empty text.
-    EXPECT_EQ(Walk(Sequence({Open("abc"), Open(std::string(20, '\xff'))})), 0);
+    Walk(WithRoom(Sequence({Open("abc"), Open(std::string(20, '\xff'))})));
     EXPECT_EQ(PanelText(*m_client), "after");
 }
 
 TEST_F(ClientPkiWalk, TheKindIsAppliedToEachRecord)
 {
     m_client->m_bLastWasChange = 0;
-    EXPECT_EQ(Walk(Sequence({Open(Unit("a")), Open(Unit("b"))}), 1), 0);
+    Walk(WithRoom(Sequence({Open(Unit("a")), Open(Unit("b"))})), 1);
     EXPECT_EQ(m_client->m_bLastWasChange, 1u);
     EXPECT_EQ(PanelText(*m_client), "before");
-    EXPECT_EQ(Walk(Sequence({Open(Unit("c"))}), 2), 0);
+    Walk(WithRoom(Sequence({Open(Unit("c"))})), 2);
     EXPECT_EQ(m_client->m_bLastWasChange, 0u);
     EXPECT_EQ(PanelText(*m_client), "c");
 }
@@ -171,14 +177,14 @@ TEST_F(ClientPkiWalk, HostilePayloadsAlwaysEnd)
     for (int round = 0; round < 2000; ++round) {
         std::string payload(random() % 64, '\0');
         for (char& c : payload) c = alphabet[random() % (sizeof alphabet - 1)];
-        const int result = Walk(payload);
+        const int result = Walk(round % 2 ? WithRoom(payload) : payload);
         EXPECT_TRUE(result == 0 || result == 1);
     }
     // A long run of small records: each step consumes bytes, so the walk ends after the last.
     std::string many;
     for (int i = 0; i < 5000; ++i) many += "3S00";
     m_service.m_vecOpened.clear();
-    EXPECT_EQ(Walk(many), 0);
+    EXPECT_EQ(Walk(WithRoom(many)), 1);
     EXPECT_EQ(m_service.m_vecOpened.size(), 5000u);
 }
 
@@ -246,21 +252,21 @@ TEST_F(ClientPkiMeeting, ATamperedRecordIsRefusedAndTheOthersStillApply)
     std::string tampered = Sealed("evil");
     tampered[tampered.size() / 2] = tampered[tampered.size() / 2] == 'A' ? 'B' : 'A';
 
-    std::string payload = Sequence({Sealed("good"), tampered});
+    std::string payload = WithRoom(Sequence({Sealed("good"), tampered}));
     ARMMsg_SessRscInd message = Message(payload);
     EXPECT_EQ(ArmRscCallBack(0, ARM_MSG_SESS_RSC_IND, &message), 0);
     EXPECT_EQ(m_harness.PanelText(*m_pReader), "good");
 
-    payload = Sequence({tampered, Sealed("after the forgery")});
+    payload = WithRoom(Sequence({tampered, Sealed("after the forgery")}));
     message = Message(payload);
-    EXPECT_EQ(m_pReader->Handle_ArmMsg_SessRscInd(&message), 0);
+    m_pReader->Handle_ArmMsg_SessRscInd(&message);
     EXPECT_EQ(m_harness.PanelText(*m_pReader), "after the forgery");
 }
 
 TEST_F(ClientPkiMeeting, ATruncatedSequenceKeepsTheRecordsBeforeTheCut)
 {
     const std::string full = Sequence({Sealed("first"), Sealed("second")});
-    const std::string cut = full.substr(0, full.size() - 5);
+    const std::string cut = WithRoom(full.substr(0, full.size() - 5));
     ARMMsg_SessRscInd message = Message(cut);
     EXPECT_EQ(m_pReader->Handle_ArmMsg_SessRscInd(&message), 1);
     EXPECT_EQ(m_harness.PanelText(*m_pReader), "first");
