@@ -18,7 +18,8 @@ enum ENoteUIMessage : unsigned int {
     NOTEUI_ENABLE_PUBLISH = 2007,      // in bool*
     NOTEUI_SHOW_PUBLISH = 2008,        // in bool*
     NOTEUI_SET_READ_ONLY = 2009,       // in bool*
-    NOTEUI_RUN_SAVE_DIALOG = 2010,     // in std::string* (the chosen path), out int* (3 = cancelled)
+    NOTEUI_RUN_SAVE_DIALOG = 2010,     // in std::string* (the chosen path), out int*: 0 chosen,
+                                       // -1 cancelled by the user, 3 no dialog could run
     NOTEUI_WRITE_FILE = 2011,          // in const char* path, out bool* success
     NOTEUI_ABORT_SAVE_DIALOG = 2012,
     NOTEUI_SCROLL_TO_END = 2013,
@@ -33,7 +34,8 @@ enum ENoteUIMessage : unsigned int {
     NOTEUI_TEXT_CHANGED = 2021
 };
 
-// The save dialog's result when the user cancelled it.
+// The save dialog's result on which the client gives up saving (the panel answers -1 for a
+// user's cancel, which the client's save-as reports as such).
 constexpr int NOTEUI_DIALOG_CANCELLED = 3;
 
 // The instance's side of the panel: the panel sends messages 2017 to 2021 here.
