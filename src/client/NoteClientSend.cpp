@@ -9,6 +9,7 @@
 #include "tessarinnote/notehostui.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 
 namespace {
@@ -17,6 +18,8 @@ namespace {
 constexpr unsigned kFlagsPlain = CACHE_FLAG_BASE;
 constexpr unsigned kFlagsRecorded = CACHE_FLAG_BASE | CACHE_FLAG_RECORD_A | CACHE_FLAG_RECORD_B;
 constexpr unsigned kPutCount = 2;
+// Bytes compared at once while looking for the first and the last difference of an edit.
+constexpr size_t kCompareBlock = 256;
 
 // Recording states in which a note change belongs to the meeting recording.
 bool RecordingWantsNotes(unsigned long nbrStatus)
@@ -63,16 +66,25 @@ int CNoteClient::CompareMsg(std::string& newText, int& removedLen)
     }
     const size_t n = std::min(curLen, oldLen);
     const size_t prefixEnd = std::min(n, showLen);
+    const char* const oldBytes = oldMsg.data();
+    const char* const showBytes = showMsg.data();
+    // Whole blocks first (memcmp finds the first differing block), then bytes within it.
     size_t prefix = 0;
-    while (prefix < prefixEnd && oldMsg[prefix] == showMsg[prefix]) ++prefix;
+    while (prefix + kCompareBlock <= prefixEnd &&
+           std::memcmp(oldBytes + prefix, showBytes + prefix, kCompareBlock) == 0)
+        prefix += kCompareBlock;
+    while (prefix < prefixEnd && oldBytes[prefix] == showBytes[prefix]) ++prefix;
     // The prefix is measured first, so a repeated character is read as part of the prefix.
+    // Show bytes at curLen and beyond do not exist: a longer curLen matches no trailing byte.
     size_t suffix = 0;
-    if (prefix != n) {
-        while (suffix < n - prefix) {
-            const size_t s = curLen - 1 - suffix;
-            if (s >= showLen || oldMsg[oldLen - 1 - suffix] != showMsg[s]) break;
-            ++suffix;
-        }
+    if (prefix != n && curLen <= showLen) {
+        const size_t limit = n - prefix;
+        const char* const oldEnd = oldBytes + oldLen;
+        const char* const showEnd = showBytes + curLen;
+        while (suffix + kCompareBlock <= limit &&
+               std::memcmp(oldEnd - suffix - kCompareBlock, showEnd - suffix - kCompareBlock, kCompareBlock) == 0)
+            suffix += kCompareBlock;
+        while (suffix < limit && *(oldEnd - 1 - suffix) == *(showEnd - 1 - suffix)) ++suffix;
     }
     // In place: the inserted part is what lies between the prefix and the suffix.
     const size_t start = std::min(prefix, newText.size());
