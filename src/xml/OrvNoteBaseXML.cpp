@@ -7,7 +7,9 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <cstring>
 #include <sstream>
 
@@ -89,21 +91,41 @@ const char* COrvNoteBaseXML::Refuse(TiXmlEncoding encoding)
     return 0;
 }
 
+// Reads the file as the library's LoadFile does, but bounded and byte for byte: the library
+// would turn every CR LF into LF, which moves the escape offsets recorded in the document and
+// loses the texts' line ends.
 bool COrvNoteBaseXML::LoadFile(const char* filename, TiXmlEncoding encoding)
 {
-    struct stat st;
-    if (filename && stat(filename, &st) == 0 && S_ISREG(st.st_mode) &&
-        static_cast<unsigned long long>(st.st_size) > kMaxDocumentBytes) {
-        Clear();
-        ClearError();
-        SetError(TIXML_ERROR_OPENING_FILE, 0, 0, encoding);
-        return false;
-    }
+    Clear();
+    ClearError();
     if (!filename) {
         SetError(TIXML_ERROR_OPENING_FILE, 0, 0, encoding);
         return false;
     }
-    return TiXmlDocument::LoadFile(filename, encoding);
+    SetValue(filename);
+    std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(filename, "rb"), fclose);
+    struct stat st;
+    if (!file || fstat(fileno(file.get()), &st) != 0 || !S_ISREG(st.st_mode)) {
+        SetError(TIXML_ERROR_OPENING_FILE, 0, 0, encoding);
+        return false;
+    }
+    if (static_cast<unsigned long long>(st.st_size) > kMaxDocumentBytes) {
+        SetError(TIXML_ERROR_OPENING_FILE, 0, 0, encoding);
+        return false;
+    }
+    std::string text(static_cast<size_t>(st.st_size), '\0');
+    if (!text.empty() && fread(&text[0], 1, text.size(), file.get()) != text.size()) {
+        SetError(TIXML_ERROR_OPENING_FILE, 0, 0, encoding);
+        return false;
+    }
+    if (text.empty()) {
+        SetError(TIXML_ERROR_DOCUMENT_EMPTY, 0, 0, encoding);
+        return false;
+    }
+    const size_t len = strnlen(text.c_str(), text.size());
+    text.resize(len);
+    ParsePadded(text, 0, encoding);
+    return !Error();
 }
 
 std::string COrvNoteBaseXML::PrintCompact() const

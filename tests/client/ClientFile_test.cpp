@@ -97,7 +97,7 @@ TEST_F(FileTest, AutoSaveWritesThePanelTextAndClearsTheFlag)
     CNoteSaveInfoPDU record;
     ASSERT_TRUE(record.LoadFile(m_strPath));
     ASSERT_TRUE(record.ParseXMLPDU());
-    EXPECT_EQ("line\nnext", record.GetNoteShowMsg());  // the file reader folds CR LF
+    EXPECT_EQ("line\r\nnext", record.GetNoteShowMsg());  // byte for byte, CR LF kept
     EXPECT_EQ(static_cast<int>(writer.m_nResourceId), record.GetChannalID_INT());
     EXPECT_EQ(1, record.GetUserType_INT());
 }
@@ -140,8 +140,8 @@ TEST_F(FileTest, WriterLoadsTheWholeDocument)
 
     ASSERT_TRUE(client.LoadXMLFile(client.m_SaveInfo, m_strPath.c_str()));
     // The file reader folds CR LF into LF.
-    EXPECT_EQ("Hello\nworld", client.m_strShowMsg);
-    EXPECT_EQ("Hello\nworld", client.m_strOldMsg);
+    EXPECT_EQ("Hello\r\nworld", client.m_strShowMsg);
+    EXPECT_EQ("Hello\r\nworld", client.m_strOldMsg);
     EXPECT_EQ("Hi", client.m_strPublishMsg);
     EXPECT_EQ("Hello\nworld", m_harness.PanelText(client));
     EXPECT_EQ((std::vector<std::string>{"09:30am Service restored.", "n2"}), NetInfo(client));
@@ -162,7 +162,7 @@ TEST_F(FileTest, ReaderDropsTheChangesThatNeverReachedTheCache)
         CNoteClient& reader = m_harness.Join(2, type, NOTE_USER_READER);
         ASSERT_TRUE(reader.LoadXMLFile(reader.m_SaveInfo, m_strPath.c_str()));
         EXPECT_EQ((std::vector<std::string>{"A/4", "C/6"}), Changes(reader.m_SaveInfo)) << type;
-        EXPECT_EQ("Hello\nworld", reader.m_strPublishMsg) << type;  // a reader's is the shown text
+        EXPECT_EQ("Hello\r\nworld", reader.m_strPublishMsg) << type;  // a reader's is the shown text
         m_harness.Leave(reader);
     }
 }

