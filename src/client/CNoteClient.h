@@ -103,6 +103,9 @@ public:
     unsigned GetATMemHandle(unsigned* size, void* data);
     int ParseATMemHandle(unsigned handle, char* out, unsigned* size);
     void SendAllBlockPdu(int all);
+    // Zeroes the work buffer: only the bytes written since it was last zeroed, which gives the
+    // same all-zero buffer without a pass over megabytes per received item.
+    void ClearTextBuf();
 
     // --- meeting loss (NoteClientMeeting.cpp)
     int MeetingLost(int kind);
@@ -222,4 +225,5 @@ public:
     // The local wall-clock hour (0-23) and minute stamped on service notices; null reads the
     // system clock. Tests set it to fix the time.
     void (*m_pfnNoticeClock)(int* hour, int* minute) = nullptr;
+    unsigned m_nTextBufDirty = 0;  // leading bytes of m_pTextBuf that may be non-zero
 };

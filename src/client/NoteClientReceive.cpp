@@ -74,7 +74,7 @@ int CNoteClient::SharedDataReceivedEx(unsigned first, unsigned cacheId, unsigned
                                       unsigned /*reserved*/, short /*reserved2*/)
 {
     if (first == 0) return 0;
-    if (m_pTextBuf) memset_s(m_pTextBuf, m_nTextBufSize, 0, m_nTextBufSize);
+    ClearTextBuf();
     DecompressPdu(memHandle);
     if (cacheHandle != m_nChangeCacheHandle) return 0;
     // The unpacked text is terminated within the buffer whatever the item held.

@@ -160,29 +160,40 @@ int CNoteClient::DecompressPdu(unsigned handle)
             delete[] m_pTextBuf;
             m_pTextBuf = bigger;
             m_nTextBufSize = grown;
+            m_nTextBufDirty = grown;  // fresh memory: all of it to zero
             limit = grown;
         }
     }
     // One byte always stays zero, so the text is terminated.
     if (limit > m_nTextBufSize - 1) limit = m_nTextBufSize - 1;
-    memset_s(m_pTextBuf, m_nTextBufSize, 0, m_nTextBufSize);
+    ClearTextBuf();
 
     unsigned char* body = scratch.get() + kHeaderBytes;
     bool copyBody = lenOut == 0;
     if (!copyBody) {
         unsigned long written = limit;
+        m_nTextBufDirty = static_cast<unsigned>(limit);  // a failed stream may write up to there
         if (m_CompressEngine.Decompress(body, reinterpret_cast<unsigned char*>(m_pTextBuf), realLen,
                                         &written) != kCompressOk) {
             // Taken as plain text; what a failed stream left behind goes first.
-            memset_s(m_pTextBuf, m_nTextBufSize, 0, m_nTextBufSize);
+            ClearTextBuf();
             copyBody = true;
         }
     }
     if (copyBody) {
         const size_t n = realLen < m_nTextBufSize - 1 ? realLen : m_nTextBufSize - 1;
         if (n != 0) memcpy_s(m_pTextBuf, m_nTextBufSize, body, n);
+        if (n > m_nTextBufDirty) m_nTextBufDirty = static_cast<unsigned>(n);
     }
     return 1;
+}
+
+void CNoteClient::ClearTextBuf()
+{
+    if (!m_pTextBuf) return;
+    const unsigned n = m_nTextBufDirty < m_nTextBufSize ? m_nTextBufDirty : m_nTextBufSize;
+    if (n != 0) memset_s(m_pTextBuf, m_nTextBufSize, 0, n);
+    m_nTextBufDirty = 0;
 }
 
 void CNoteClient::SendAllBlockPdu(int all)

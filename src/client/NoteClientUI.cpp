@@ -117,6 +117,7 @@ int CNoteClient::SetNotepadType(NOTETAKERTYPE type)
             m_pTextBuf = buffer;
             m_nMaxTextLen = maxLen;
             m_nTextBufSize = BufSizeFor(maxLen);
+            m_nTextBufDirty = 0;  // allocated zeroed
         } else {
             MacInfoTrace2("note", "CNoteClient::SetNotepadType, no memory for %u bytes",
                           BufSizeFor(maxLen));

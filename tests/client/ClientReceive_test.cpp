@@ -249,7 +249,8 @@ TEST_F(ClientReceive, HostileDataUnitsNeitherCrashNorWipeTheNote)
 
 TEST_F(ClientReceive, ADeliveryForNobodyOrAnotherCacheIsDropped)
 {
-    m_client->m_pTextBuf[0] = 'Z';
+    m_client->m_pTextBuf[0] = 'Z';  // as an earlier item would have left it
+    m_client->m_nTextBufDirty = 1;
     EXPECT_EQ(m_client->SharedDataReceivedEx(0, 3, kCacheHandle, 0, 0, CACHE_ACTION_ADDED, 0, 0, 0), 0);
     EXPECT_EQ(m_client->m_pTextBuf[0], 'Z');  // not even unpacked
 

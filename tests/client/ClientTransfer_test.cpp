@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -217,11 +219,27 @@ TEST_F(TransferTest, HandlesShorterThanThreeBytesDoNothing)
     EXPECT_EQ("kept", std::string(client.m_pTextBuf));
 }
 
+TEST_F(TransferTest, AShortItemAfterALongOneLeavesNothingOfTheLongOne)
+{
+    CNoteClient& client = Writer();
+    const std::string longText(5000, 'L');
+    const unsigned packedLong = client.CompressPdu(longText.c_str());
+    ASSERT_EQ(1, client.DecompressPdu(packedLong));
+    Service(client).ArmService_FreeMemHandle(packedLong);
+    const unsigned packedShort = client.CompressPdu("ab");
+    ASSERT_EQ(1, client.DecompressPdu(packedShort));
+    Service(client).ArmService_FreeMemHandle(packedShort);
+    EXPECT_EQ("ab", std::string(client.m_pTextBuf));
+    EXPECT_TRUE(std::all_of(client.m_pTextBuf + 2, client.m_pTextBuf + client.m_nTextBufSize,
+                            [](char c) { return c == 0; }));
+}
+
 TEST_F(TransferTest, HeaderCutShortReadsAsEmpty)
 {
     CNoteClient& client = Writer();
     for (size_t n = 3; n < 8; ++n) {
-        std::strcpy(client.m_pTextBuf, "old");
+        std::strcpy(client.m_pTextBuf, "old");  // as an earlier item would have left it
+        client.m_nTextBufDirty = 4;
         EXPECT_EQ("", Unpack(client, Item(0, 0xFFFF, "").substr(0, n))) << n;
         EXPECT_EQ("", Unpack(client, Item(5, 0xFFFF, "").substr(0, n))) << n;
     }
@@ -266,7 +284,8 @@ TEST_F(TransferTest, AnnouncedLengthBeyondTheBufferGrowsIt)
     EXPECT_EQ(text, Unpack(client, Item(bufSize, static_cast<uint32_t>(stream.size()), stream)));
     EXPECT_EQ(bufSize * 2 + 1, client.m_nTextBufSize);
     // The grown buffer is used whole: it is zeroed and terminated past the text.
-    client.m_pTextBuf[client.m_nTextBufSize - 1] = 'x';
+    client.m_pTextBuf[client.m_nTextBufSize - 1] = 'x';  // as an item filling it would leave it
+    client.m_nTextBufDirty = client.m_nTextBufSize;
     EXPECT_EQ("s", Unpack(client, Item(0, 1, "s")));
     EXPECT_EQ('\0', client.m_pTextBuf[client.m_nTextBufSize - 1]);
 }
