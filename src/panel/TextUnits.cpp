@@ -1,7 +1,20 @@
 // UTF-16 unit counting over UTF-8.
 #include "panel/TextUnits.h"
 
+#include <cstdint>
+#include <cstring>
+
 namespace {
+
+// Whether the 8 bytes at text[pos] are all ASCII: one byte, one unit each. Texts are mostly
+// ASCII, and the panel counts its whole text on every set and fetch.
+bool AsciiWordAt(const std::string& text, size_t pos)
+{
+    if (pos + 8 > text.size()) return false;
+    std::uint64_t word;
+    std::memcpy(&word, text.data() + pos, 8);
+    return (word & 0x8080808080808080ull) == 0;
+}
 
 bool IsContinuation(unsigned char c) { return (c & 0xC0) == 0x80; }
 
@@ -37,6 +50,11 @@ unsigned Utf16Length(const std::string& utf8)
 {
     unsigned total = 0;
     for (size_t pos = 0; pos < utf8.size();) {
+        if (AsciiWordAt(utf8, pos)) {
+            pos += 8;
+            total += 8;
+            continue;
+        }
         size_t bytes = 0;
         unsigned units = 0;
         NextCharacter(utf8, pos, bytes, units);
@@ -51,6 +69,11 @@ size_t Utf8PrefixBytes(const std::string& utf8, unsigned units)
     size_t pos = 0;
     unsigned taken = 0;
     while (pos < utf8.size()) {
+        if (taken + 8 <= units && AsciiWordAt(utf8, pos)) {
+            pos += 8;
+            taken += 8;
+            continue;
+        }
         size_t bytes = 0;
         unsigned charUnits = 0;
         NextCharacter(utf8, pos, bytes, charUnits);
