@@ -129,19 +129,23 @@ const CConversionCase kConversions[] = {
     {"no line end", "no line end", "no line end", "no line end", "no line end"},
 };
 
+// All four conversions of c.in, each into a string that held other text.
+void ExpectConversions(const CConversionCase& c)
+{
+    SCOPED_TRACE(::testing::PrintToString(c.in));
+    std::string out = "old";
+    ConvertToMacText(c.in, out);
+    EXPECT_EQ(out, c.mac);
+    ConvertToWinText(c.in, out);
+    EXPECT_EQ(out, c.win);
+    ConvertToWinText2(c.in, out);
+    EXPECT_EQ(out, c.win2);
+    EXPECT_EQ(Win3(c.in), c.win3);
+}
+
 TEST(LineEnds, DocumentedConversions)
 {
-    for (const CConversionCase& c : kConversions) {
-        SCOPED_TRACE(::testing::PrintToString(c.in));
-        std::string out = "old";
-        ConvertToMacText(c.in, out);
-        EXPECT_EQ(out, c.mac);
-        ConvertToWinText(c.in, out);
-        EXPECT_EQ(out, c.win);
-        ConvertToWinText2(c.in, out);
-        EXPECT_EQ(out, c.win2);
-        EXPECT_EQ(Win3(c.in), c.win3);
-    }
+    for (const CConversionCase& c : kConversions) ExpectConversions(c);
 }
 
 TEST(LineEnds, EmptyInput)
@@ -160,9 +164,7 @@ TEST(LineEnds, EmptyInput)
 
 TEST(LineEnds, StopAtFirstZeroByte)
 {
-    struct Case {
-        std::string in, mac, win, win2, win3;
-    } cases[] = {
+    const CConversionCase cases[] = {
         {"a\r\n\0b\r\n"s, "a\n", "a\r\n", "a\r\n", "a\r\n"},
         {"a\r\0\nb"s, "a\r", "a\r\n", "a\r\n", "a\r\n"},
         {"\0abc"s, "", "", "", "<null>"},  // not empty, so out is replaced even for Mac
@@ -170,17 +172,7 @@ TEST(LineEnds, StopAtFirstZeroByte)
         {"x\ry\0z\r"s, "x\ry", "x\r\n", "x\r\ny", "x\r\ny"},
         {"xy\0\r"s, "xy", "", "xy", "xy"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(::testing::PrintToString(c.in));
-        std::string out = "old";
-        ConvertToMacText(c.in, out);
-        EXPECT_EQ(out, c.mac);
-        ConvertToWinText(c.in, out);
-        EXPECT_EQ(out, c.win);
-        ConvertToWinText2(c.in, out);
-        EXPECT_EQ(out, c.win2);
-        EXPECT_EQ(Win3(c.in), c.win3);
-    }
+    for (const CConversionCase& c : cases) ExpectConversions(c);
 }
 
 TEST(LineEnds, InAndOutMayBeTheSameString)
