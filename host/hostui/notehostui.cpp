@@ -7,6 +7,7 @@
 #include <stdlib.h>
 
 #include <memory>
+#include <string>
 
 namespace {
 
@@ -16,11 +17,27 @@ template <typename Callback>
 struct Hook {
     Callback callback = nullptr;
     void* context = nullptr;
+
+    void Set(Callback newCallback, void* newContext)
+    {
+        callback = newCallback;
+        context = newCallback ? newContext : nullptr;
+    }
 };
 
 Hook<NoteTraceCallback> g_trace;
 Hook<NoteWarningCallback> g_warning;
 Hook<NoteTelemetryCallback> g_telemetry;
+Hook<NoteSaveChooserCallback> g_chooser;
+Hook<NoteHeadlessPanelCallback> g_panels;
+
+// The headless clipboard; absent and empty are different, as on a real pasteboard.
+struct Clipboard {
+    bool hasText = false;
+    bool hasURL = false;
+    std::string text;
+    std::string url;
+} g_clipboard;
 
 struct FreeDeleter {
     void operator()(char* p) const { free(p); }
@@ -86,20 +103,56 @@ void SendTelemetryActionByID(int actionId)
 
 void NoteHostUI_SetTraceCallback(NoteTraceCallback callback, void* context)
 {
-    g_trace.callback = callback;
-    g_trace.context = callback ? context : nullptr;
+    g_trace.Set(callback, context);
 }
 
 void NoteHostUI_SetWarningCallback(NoteWarningCallback callback, void* context)
 {
-    g_warning.callback = callback;
-    g_warning.context = callback ? context : nullptr;
+    g_warning.Set(callback, context);
 }
 
 void NoteHostUI_SetTelemetryCallback(NoteTelemetryCallback callback, void* context)
 {
-    g_telemetry.callback = callback;
-    g_telemetry.context = callback ? context : nullptr;
+    g_telemetry.Set(callback, context);
+}
+
+const char* NoteHostUI_ChooseSaveFile(const char* title, const char* defaultName)
+{
+    if (!g_chooser.callback) return nullptr;
+    return g_chooser.callback(g_chooser.context, OrEmpty(title), OrEmpty(defaultName));
+}
+
+void NoteHostUI_SetSaveChooser(NoteSaveChooserCallback callback, void* context)
+{
+    g_chooser.Set(callback, context);
+}
+
+void NoteHostUI_SetHeadlessPanelCallback(NoteHeadlessPanelCallback callback, void* context)
+{
+    g_panels.Set(callback, context);
+}
+
+void NoteHostUI_AnnounceHeadlessPanel(INoteHeadlessPanel* panel, int created)
+{
+    if (g_panels.callback && panel) g_panels.callback(g_panels.context, panel, created);
+}
+
+void NoteHostUI_SetClipboard(const char* text, const char* url)
+{
+    g_clipboard.hasText = text != nullptr;
+    g_clipboard.text = OrEmpty(text);
+    g_clipboard.hasURL = url != nullptr;
+    g_clipboard.url = OrEmpty(url);
+}
+
+const char* NoteHostUI_ClipboardText(void)
+{
+    return g_clipboard.hasText ? g_clipboard.text.c_str() : nullptr;
+}
+
+const char* NoteHostUI_ClipboardURL(void)
+{
+    return g_clipboard.hasURL ? g_clipboard.url.c_str() : nullptr;
 }
 
 }  // extern "C"

@@ -37,6 +37,33 @@ NOTEHOSTUI_API void NoteHostUI_SetTraceCallback(NoteTraceCallback callback, void
 NOTEHOSTUI_API void NoteHostUI_SetWarningCallback(NoteWarningCallback callback, void* context);
 NOTEHOSTUI_API void NoteHostUI_SetTelemetryCallback(NoteTelemetryCallback callback, void* context);
 
+// Hosts without a window: the plug-in's headless panels take the system services they would
+// otherwise get from the window system from here.
+#ifdef __cplusplus
+class INoteHeadlessPanel;
+#else
+typedef struct INoteHeadlessPanel INoteHeadlessPanel;
+#endif
+
+// Answers a headless panel's save dialog: the chosen path (UTF-8, valid until the next call),
+// or null to cancel. Without a chooser every save dialog is cancelled.
+typedef const char* (*NoteSaveChooserCallback)(void* context, const char* title,
+                                                const char* defaultName);
+NOTEHOSTUI_API void NoteHostUI_SetSaveChooser(NoteSaveChooserCallback callback, void* context);
+NOTEHOSTUI_API const char* NoteHostUI_ChooseSaveFile(const char* title, const char* defaultName);
+
+// Told when a headless panel is created (created 1) and before it goes (created 0).
+typedef void (*NoteHeadlessPanelCallback)(void* context, INoteHeadlessPanel* panel, int created);
+NOTEHOSTUI_API void NoteHostUI_SetHeadlessPanelCallback(NoteHeadlessPanelCallback callback,
+                                                        void* context);
+NOTEHOSTUI_API void NoteHostUI_AnnounceHeadlessPanel(INoteHeadlessPanel* panel, int created);
+
+// The clipboard of a host without a window: a plain string and a URL, each may be absent
+// (null). What the panels copy lands here as a plain string.
+NOTEHOSTUI_API void NoteHostUI_SetClipboard(const char* text, const char* url);
+NOTEHOSTUI_API const char* NoteHostUI_ClipboardText(void);
+NOTEHOSTUI_API const char* NoteHostUI_ClipboardURL(void);
+
 #ifdef __cplusplus
 }
 #endif

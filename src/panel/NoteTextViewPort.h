@@ -1,5 +1,6 @@
-// What the panel controller needs from a text view and its buttons, so that its rules stay
-// toolkit-free: a Qt port draws a real panel, the headless port keeps everything in memory.
+// What the panel's rules need from a toolkit: the text view, the general pasteboard, the two
+// buttons, the save dialog and the beep. The rules themselves (NoteViewController, NoteTextView)
+// stay toolkit-free: a Qt port draws a real panel, the headless port keeps everything in memory.
 // Lengths and positions count UTF-16 units, as the toolkits' strings do.
 #pragma once
 
@@ -9,18 +10,35 @@ class INoteTextViewPort {
 public:
     virtual ~INoteTextViewPort() = default;
 
-    virtual std::string Text() const = 0;           // UTF-8
+    // The text view. Setting or replacing text does not ask the rules; they ask before.
+    virtual std::string Text() const = 0;  // UTF-8
     virtual void SetText(const std::string& utf8) = 0;
-    virtual unsigned Length() const = 0;            // UTF-16 units
+    virtual unsigned Length() const = 0;
+    virtual void GetSelectedRange(unsigned& location, unsigned& length) const = 0;
+    virtual void SetSelectedRange(unsigned location, unsigned length) = 0;
+    // Replaces the units [location, location + length) and puts the caret after the new text.
+    virtual void ReplaceRange(unsigned location, unsigned length, const std::string& utf8) = 0;
+    virtual bool IsReadOnly() const = 0;
     virtual void SetReadOnly(bool readOnly) = 0;
-    virtual void ScrollToEnd() = 0;                 // caret to the end
+    // Whether the text view receives the window's typing and pasting.
+    virtual bool IsFirstResponder() const = 0;
+    virtual void ScrollRangeToVisible(unsigned location, unsigned length) = 0;
+    // No window, window not visible, or the text view hidden.
     virtual bool IsHidden() const = 0;
+
+    // The general pasteboard: its plain string, its URL as an absolute string; false when the
+    // pasteboard holds no such type.
+    virtual bool PasteboardString(std::string& text) const = 0;
+    virtual bool PasteboardURL(std::string& url) const = 0;
+    virtual void SetPasteboardString(const std::string& text) = 0;
+
     virtual void SetSaveEnabled(bool enabled) = 0;
     virtual void SetPublishEnabled(bool enabled) = 0;
+    virtual bool IsPublishEnabled() const = 0;
     virtual void SetPublishVisible(bool visible) = 0;
-    virtual int PasteStatus() const = 0;
-    virtual void SetMaxLength(unsigned maxLength) = 0;
-    // Runs the save dialog: true and the chosen path when confirmed, false when cancelled.
+
+    // Runs the save dialog modally: true and the chosen path when confirmed, false when
+    // cancelled (or aborted).
     virtual bool RunSaveDialog(const std::string& title, const std::string& defaultName,
                                std::string& chosenPath) = 0;
     virtual void AbortSaveDialog() = 0;

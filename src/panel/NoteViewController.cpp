@@ -30,8 +30,9 @@ std::string WinText(const std::string& text)
 }  // namespace
 
 NoteViewController::NoteViewController(std::unique_ptr<INoteTextViewPort> view)
-    : m_view(std::move(view))
+    : m_view(std::move(view)), m_textView(*m_view)
 {
+    m_textView.setController(this);
 }
 
 NoteViewController::~NoteViewController() = default;
@@ -42,11 +43,16 @@ long NoteViewController::OnReceiveMessage(unsigned message, void* in, void* out,
     MacInfoTrace2("note", "NOTE:OnReceiveMessage:message = %d", static_cast<int>(message));
     switch (message) {
     case NOTEUI_SET_USER_TYPE:
-        // A toolkit port rebuilds its context menu from getUserType() when asked for it.
-        if (in) m_nUserType = *static_cast<int*>(in);
+        if (in && m_nUserType != *static_cast<int*>(in)) {
+            m_nUserType = *static_cast<int*>(in);
+            m_textView.menuForEvent(false);
+        }
         break;
     case NOTEUI_SET_NOTEPAD_TYPE:
-        if (in) m_nNotePadType = *static_cast<int*>(in);
+        if (in) {
+            m_nNotePadType = *static_cast<int*>(in);
+            m_textView.setMenuType(m_nNotePadType);
+        }
         break;
     case NOTEUI_GET_TEXT_CRLF:
         if (out) *static_cast<std::string*>(out) = WinText(m_view->Text());
@@ -93,15 +99,16 @@ long NoteViewController::OnReceiveMessage(unsigned message, void* in, void* out,
         if (m_bSaveDialogOpen) m_view->AbortSaveDialog();
         break;
     case NOTEUI_SCROLL_TO_END:
-        m_view->ScrollToEnd();
+        m_view->SetSelectedRange(m_view->Length(), 0);
+        m_textView.scrollToEnd();
         break;
     case NOTEUI_GET_PASTE_STATUS:
-        if (out) *static_cast<int*>(out) = m_view->PasteStatus();
+        if (out) *static_cast<int*>(out) = m_textView.getPasteStatus();
         break;
     case NOTEUI_SET_MAX_LENGTH:
         if (in) {
             m_nMaxLen = *static_cast<int*>(in);
-            m_view->SetMaxLength(m_nMaxLen > 0 ? static_cast<unsigned>(m_nMaxLen) : 0u);
+            m_textView.setMaxLen(m_nMaxLen);
         }
         break;
     case NOTEUI_IS_HIDDEN:
@@ -154,4 +161,80 @@ void NoteViewController::onPublish(bool fromButton)
 void NoteViewController::onSave()
 {
     if (m_pSink) m_pSink->HandleUIMessage(NOTEUI_SAVE, nullptr, nullptr);
+}
+
+bool NoteViewController::getFileNeedSave() const
+{
+    unsigned char needSave = 0;
+    if (m_pSink) m_pSink->HandleUIMessage(NOTEUI_QUERY_NEED_SAVE, nullptr, &needSave);
+    return needSave != 0;
+}
+
+bool NoteViewController::shouldChangeTextInRange(unsigned location, unsigned length,
+                                                 const std::string* replacement)
+{
+    if (!replacement) return true;
+    const unsigned textLength = m_view->Length();
+    if (m_nNotePadType == NOTETAKER_CLOSED_CAPTIONS) {
+        if (location < m_nOldLength) {
+            // Committed captions are already on every reader's screen.
+            m_view->Beep();
+            return false;
+        }
+        // A line end typed at the end is committed at once.
+        if (*replacement == "\n" && location >= textLength &&
+            static_cast<long>(m_nOldLength) < m_nMaxLen)
+            ++m_nOldLength;
+    }
+    if (!replacement->empty()) {
+        if (m_nMaxLen <= static_cast<long>(textLength) - static_cast<long>(length)) {
+            m_view->Beep();
+            return false;
+        }
+        unsigned selectionLocation = 0;
+        unsigned selectionLength = 0;
+        m_view->GetSelectedRange(selectionLocation, selectionLength);
+        if (selectionLength == length)
+            m_SelelectedRange = {selectionLocation, length};
+        else
+            m_replacementString = *replacement;
+    }
+    return true;
+}
+
+void NoteViewController::textDidChange()
+{
+    const long length = m_view->Length();
+    const long replaced = static_cast<long>(Utf16Length(m_replacementString));
+    if (length > m_nMaxLen) {
+        std::string text = m_view->Text();
+        if (replaced > 0 && length - replaced <= m_nMaxLen) {
+            // Keep as much of the replacement as fits, and everything after it.
+            const unsigned keep = static_cast<unsigned>(replaced - length + m_nMaxLen);
+            const unsigned location = m_SelelectedRange.location;
+            std::string rebuilt = text.substr(0, Utf8PrefixBytes(text, location));
+            rebuilt.append(m_replacementString, 0, Utf8PrefixBytes(m_replacementString, keep));
+            const size_t after = Utf8PrefixBytes(text, location + static_cast<unsigned>(replaced));
+            rebuilt.append(text, after, std::string::npos);
+            text.swap(rebuilt);
+            m_replacementString.clear();
+        }
+        text.resize(Utf8PrefixBytes(text, static_cast<unsigned>(m_nMaxLen < 0 ? 0 : m_nMaxLen)));
+        m_view->SetText(text);
+    }
+    if (m_pSink) m_pSink->HandleUIMessage(NOTEUI_TEXT_CHANGED, nullptr, nullptr);
+}
+
+bool NoteViewController::doCommandBySelector(ENoteTextCommand command)
+{
+    if (m_nNotePadType != NOTETAKER_CLOSED_CAPTIONS || command != kNoteInsertNewline)
+        return false;
+    unsigned location = 0;
+    unsigned length = 0;
+    m_view->GetSelectedRange(location, length);
+    if (m_nOldLength <= location && static_cast<long>(m_nOldLength) < m_nMaxLen) {
+        m_nOldLength = location;
+        onPublish(false);
+    }
+    return false;
 }

@@ -1,9 +1,7 @@
-// Chooses the panel's text-view port: the Qt panel inside a QWidget* parent, the headless
-// panel for a null parent.
+// Builds a panel controller with the port for its parent view: the Qt panel inside a QWidget*
+// parent, the headless panel (announced to the host) for a null parent.
 #pragma once
 
-#include "panel/NoteTextViewPort.h"
+class NoteViewController;
 
-#include <memory>
-
-std::unique_ptr<INoteTextViewPort> CreatePanelView(void* parent);
+NoteViewController* CreateNotePanel(void* parent);

@@ -25,10 +25,11 @@ long CreateUI(void** panel, void* parent, INoteCommSinkForNoteUI* sink)
                   static_cast<unsigned>(reinterpret_cast<uintptr_t>(panel)),
                   static_cast<unsigned>(reinterpret_cast<uintptr_t>(parent)),
                   static_cast<unsigned>(reinterpret_cast<uintptr_t>(sink)));
-    NoteViewController* controller = new NoteViewController(CreatePanelView(parent));
-    if (panel) *panel = controller;
+    // Without a place for the handle nobody could ever release the panel: none is built.
+    if (!panel) return 0;
+    NoteViewController* controller = CreateNotePanel(parent);
+    *panel = controller;
     controller->setSink(sink);
-    if (!panel) delete controller;
     return 0;
 }
 

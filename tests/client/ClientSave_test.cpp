@@ -2,6 +2,7 @@
 // check, the file the panel writes and the state a save leaves.
 #include "ClientHarness.h"
 #include "PanelProbe.h"
+#include "../panel/SaveChooser.h"
 
 #include <gtest/gtest.h>
 
@@ -124,7 +125,7 @@ TEST_F(ClientSaveTest, ASecondSaveWritesTheSameFileWithoutAsking)
 {
     CNoteClient& client = m_harness.Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
     const std::string path = m_strDir + "/minutes.txt";
-    ViewOf(client).SetDialogAnswer(true, path);
+    CScopedSaveChooser chooser(true, path);
     CTelemetryLog telemetry;
 
     m_harness.Type(client, "first");
@@ -146,7 +147,7 @@ TEST_F(ClientSaveTest, TheSaveButtonSaves)
 {
     CNoteClient& client = m_harness.Join(1, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_WRITER);
     const std::string path = m_strDir + "/cc.txt";
-    ViewOf(client).SetDialogAnswer(true, path);
+    CScopedSaveChooser chooser(true, path);
     m_harness.Type(client, "caption");
     PanelOf(client).onSave();
     EXPECT_EQ("caption", Read(path));
@@ -190,7 +191,7 @@ TEST_F(ClientSaveTest, ARefusedRememberedFileAsksOnceForAnother)
         client.m_strSaveFileName = c.remembered;
         CHeadlessTextView& view = ViewOf(client);
         const int dialogsBefore = view.DialogCount();
-        view.SetDialogAnswer(true, c.chosen);
+        CScopedSaveChooser chooser(true, c.chosen);
         CTelemetryLog telemetry;
         client.OnSave();
         EXPECT_EQ(c.dialogs, view.DialogCount() - dialogsBefore);
@@ -206,9 +207,9 @@ TEST_F(ClientSaveTest, SaveAsAlwaysAsksAndReportsTheDialogResult)
     m_harness.Type(client, "text");
     const std::string first = m_strDir + "/a.txt";
     const std::string second = m_strDir + "/b.txt";
-    ViewOf(client).SetDialogAnswer(true, first);
+    CScopedSaveChooser chooser(true, first);
     EXPECT_EQ(0, client.OnSaveAs());
-    ViewOf(client).SetDialogAnswer(true, second);
+    chooser.Answer(true, second);
     EXPECT_EQ(0, client.OnSaveAs());
     EXPECT_EQ(2, ViewOf(client).DialogCount());
     EXPECT_EQ("text", Read(first));
@@ -216,7 +217,7 @@ TEST_F(ClientSaveTest, SaveAsAlwaysAsksAndReportsTheDialogResult)
     EXPECT_EQ(second, client.m_strSaveFileName);
 
     // A refused choice answers the dialog's result and writes nothing.
-    ViewOf(client).SetDialogAnswer(true, Refused("dir.txt"));
+    chooser.Answer(true, Refused("dir.txt"));
     CTelemetryLog telemetry;
     EXPECT_EQ(0, client.OnSaveAs());
     EXPECT_EQ(second, client.m_strSaveFileName);
@@ -260,10 +261,12 @@ TEST_F(ClientSaveTest, AutoSavePathKeepsTheLastRealPath)
 TEST_F(ClientSaveTest, PasteStatusComesFromThePanel)
 {
     CNoteClient& client = m_harness.Join(1, NOTETAKER_ALL_PARTICIPANTS, NOTE_USER_WRITER);
-    for (int status : {2, 1, 0}) {
-        ViewOf(client).SetPasteStatus(status);
-        EXPECT_EQ(status, client.GetPasteStatus());
-    }
+    NoteHostUI_SetClipboard("clip", nullptr);
+    EXPECT_EQ(0, client.GetPasteStatus());
+    ViewOf(client).Focus(true);
+    EXPECT_EQ(2, client.GetPasteStatus());
+    NoteHostUI_SetClipboard(nullptr, nullptr);
+    EXPECT_EQ(1, client.GetPasteStatus());
 }
 
 TEST_F(ClientSaveTest, PublishStatusIsUnpublishedTextOfTheWriter)

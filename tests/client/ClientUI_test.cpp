@@ -30,7 +30,7 @@ TEST(ClientNotepadType, SwitchingSetsTheLimitTheBufferAndResetsTheDocument)
     CNoteClient& client = harness.Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
     EXPECT_EQ(81920u, client.m_nMaxTextLen);
     EXPECT_EQ(491521u, client.m_nTextBufSize);
-    EXPECT_EQ(81920u, ViewOf(client).MaxLength());
+    EXPECT_EQ(81920, PanelOf(client).TextView().maxLen());
 
     struct {
         NOTETAKERTYPE type;
@@ -61,7 +61,7 @@ TEST(ClientNotepadType, SwitchingSetsTheLimitTheBufferAndResetsTheDocument)
         EXPECT_EQ(step.bufSize, client.m_nTextBufSize);
         ASSERT_NE(nullptr, client.m_pTextBuf);
         EXPECT_EQ(0, client.m_pTextBuf[client.m_nTextBufSize - 1]);
-        EXPECT_EQ(step.maxLen, ViewOf(client).MaxLength());
+        EXPECT_EQ(static_cast<int>(step.maxLen), PanelOf(client).TextView().maxLen());
         EXPECT_EQ(static_cast<int>(step.type), PanelOf(client).notePadType());
         EXPECT_EQ(step.type, client.m_nNotePadType);
         EXPECT_EQ("", ViewOf(client).Text());
@@ -302,6 +302,7 @@ TEST(ClientTick, ScrollCountdownWaitsWhileThePanelIsHidden)
     CClientHarness harness;
     CNoteClient& client = harness.Join(1, NOTETAKER_SINGLE, NOTE_USER_READER);
     CHeadlessTextView& view = ViewOf(client);
+    view.SetText("text");
     client.m_nScrolltoEnd = 5;
     view.SetHidden(true);
     for (int i = 0; i < 8; ++i) client.OnTick();
@@ -323,6 +324,7 @@ TEST(ClientTick, TheRunLoopScrollsFiveTicksAfterARemoteChange)
 {
     CClientHarness harness;
     CNoteClient& client = harness.Join(1, NOTETAKER_SINGLE, NOTE_USER_READER);
+    ViewOf(client).SetText("text");
     client.m_nScrolltoEnd = 5;
     harness.Ticks(4);
     EXPECT_EQ(0, ViewOf(client).ScrollCount());

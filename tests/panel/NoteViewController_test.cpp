@@ -3,6 +3,7 @@
 #include "../platform/HostUICapture.h"
 #include "panel/HeadlessTextView.h"
 #include "panel/NoteViewController.h"
+#include "SaveChooser.h"
 
 #include <gtest/gtest.h>
 
@@ -36,7 +37,10 @@ public:
 
 class ControllerTest : public ::testing::Test {
 protected:
-    ControllerTest() : m_controller(std::unique_ptr<INoteTextViewPort>(m_view = new CHeadlessTextView)) {}
+    ControllerTest() : m_controller(std::unique_ptr<INoteTextViewPort>(m_view = new CHeadlessTextView))
+    {
+        m_view->Attach(m_controller);
+    }
 
     long Send(unsigned message, void* in = nullptr, void* out = nullptr)
     {
@@ -165,18 +169,18 @@ TEST_F(ControllerTest, FlagsDriveTheViewAndItsButtons)
 
 TEST_F(ControllerTest, ViewQueriesAndCommands)
 {
-    SetInt(NOTEUI_SET_MAX_LENGTH, 409600);
-    EXPECT_EQ(409600u, m_view->MaxLength());
-
+    // Scrolling to the end moves the caret there; an empty text has nothing to scroll to.
+    Send(NOTEUI_SCROLL_TO_END);
+    EXPECT_EQ(0, m_view->ScrollCount());
+    Send(NOTEUI_SET_TEXT, const_cast<char*>("abc"));
+    m_view->Select(1, 1);
     Send(NOTEUI_SCROLL_TO_END);
     EXPECT_EQ(1, m_view->ScrollCount());
+    unsigned location = 0, length = 9;
+    m_view->GetSelection(&location, &length);
+    EXPECT_EQ(3u, location);
+    EXPECT_EQ(0u, length);
 
-    for (int status : {0, 1, 2}) {
-        m_view->SetPasteStatus(status);
-        int out = -1;
-        Send(NOTEUI_GET_PASTE_STATUS, nullptr, &out);
-        EXPECT_EQ(status, out);
-    }
     for (bool hidden : {true, false}) {
         m_view->SetHidden(hidden);
         unsigned char out = 9;
@@ -195,7 +199,7 @@ TEST_F(ControllerTest, MessagesWithoutTheirPointersDoNothing)
     Captions(5, "abc");
     m_view->SetHidden(true);
     m_controller.setSink(&m_sink);
-    m_view->SetDialogAnswer(true, "/tmp/never-written.txt");
+    CScopedSaveChooser chooser(true, "/tmp/never-written.txt");
     struct {
         unsigned message;
         bool withIn;  // the in pointer given, the out pointer null
@@ -223,12 +227,15 @@ TEST_F(ControllerTest, MessagesWithoutTheirPointersDoNothing)
     EXPECT_EQ(3u, m_controller.getPublishedTextLength());
     EXPECT_EQ(3, m_controller.notePadType());
     EXPECT_EQ(0, m_controller.getUserType());
-    EXPECT_EQ(5u, m_view->MaxLength());
     EXPECT_TRUE(m_view->IsSaveEnabled() && m_view->IsPublishEnabled() &&
                 m_view->IsPublishVisible() && !m_view->IsReadOnly());
     EXPECT_EQ(0, m_view->DialogCount());
     EXPECT_NE(0, access("/tmp/never-written.txt", F_OK));
     EXPECT_TRUE(m_sink.m_vecCalls.empty());
+    // The limit of 5 still holds: a sixth character is refused.
+    m_view->Select(3, 0);
+    EXPECT_TRUE(m_view->Type("de"));
+    EXPECT_FALSE(m_view->Type("f"));
 }
 
 TEST_F(ControllerTest, EveryMessageIsTraced)
@@ -288,7 +295,7 @@ TEST_F(ControllerTest, SaveDialogResults)
         CHeadlessTextView* view = new CHeadlessTextView;
         NoteViewController controller{std::unique_ptr<INoteTextViewPort>(view)};
         controller.setSink(c.sink ? &m_sink : nullptr);
-        view->SetDialogAnswer(c.confirm, "/tmp/chosen.txt");
+        CScopedSaveChooser chooser(c.confirm, "/tmp/chosen.txt");
         std::string path = "kept.txt";
         int result = 7;
         controller.OnReceiveMessage(NOTEUI_RUN_SAVE_DIALOG, &path, &result, nullptr);
