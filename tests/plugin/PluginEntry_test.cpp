@@ -1,0 +1,114 @@
+// The exported functions themselves: results for null handles, trace lines, the order
+// NoteInitialize applies the record in, and NoteConfig's selectors.
+#include "PluginFixture.h"
+
+#include <unistd.h>
+
+#include <climits>
+
+namespace {
+
+using PluginEntry = PluginTest;
+
+TEST_F(PluginEntry, NullHandlesGiveTheirResultsAndDoNothing)
+{
+    CNotePlugin& p = m_plugin;
+    _tagNoteData data = {};
+    EXPECT_EQ(-1, p.NoteDeleteInstance(nullptr));
+    EXPECT_EQ(-1, p.NoteInitialize(nullptr, &data));
+    EXPECT_EQ(-1, p.NoteSetUserType(nullptr, 1));
+    EXPECT_EQ(-1, p.NoteSetNotepadType(nullptr, NOTETAKER_SINGLE));
+    EXPECT_EQ(-1, p.NoteMeetingLost(nullptr, 1));
+    EXPECT_EQ(-1, p.NoteFileSave(nullptr));
+    EXPECT_EQ(-1, p.NoteFileSaveAs(nullptr));
+    EXPECT_EQ(-1, p.NoteSaveFileToFolder(nullptr, "/tmp"));
+    EXPECT_EQ(0, p.NoteGetFileSaveState(nullptr));
+    for (long selector : {1L, 2L, 3L, 4L})
+        EXPECT_EQ(0, p.NoteConfig(nullptr, selector, 0, 0, "/tmp/x.xml")) << selector;
+    EXPECT_EQ(-1, p.NoteSetAutoSavePath(nullptr, "/tmp/x.xml"));
+    EXPECT_EQ(-1L, p.NoteGetPasteStatus(nullptr));
+    EXPECT_EQ(0xFFFFFFFFu, p.SetNBR2Status(nullptr, 1));
+    EXPECT_EQ(0, p.CreateUI(nullptr, nullptr, nullptr));
+    EXPECT_EQ(3, p.DestoryUI(nullptr));
+    EXPECT_EQ(3, p.NotifyCocoaUI(nullptr, 2013, nullptr, nullptr, nullptr));
+    EXPECT_EQ(3, p.CancelSink(nullptr));
+    // The initialisation and the configuration trace before they test the handle.
+    EXPECT_EQ(1, TraceCount("NoteInitialize Begine"));
+    EXPECT_EQ(0, TraceCount("NoteInitialize End"));
+    EXPECT_EQ(5, TraceCount("NoteGetFileSaveState Begine"));
+}
+
+TEST_F(PluginEntry, ALifetimeTracesEachStep)
+{
+    {
+        auto reader = Join(1, NOTETAKER_SINGLE, NOTE_USER_READER);
+        EXPECT_EQ(0, m_plugin.NoteSetUserType(reader->Instance(), NOTE_USER_WRITER));
+        EXPECT_EQ(0, m_plugin.SetNBR2Status(reader->Instance(), 3));
+    }
+    // The entry functions' lines and the panel bridge's, in order; numbers are handles.
+    const std::vector<std::string> expected = {
+        "NoteNewInstance Begine", "NoteNewInstance ", "NoteInitialize Begine",
+        "CreateUI, retData = 0x", "NoteInitialize End", "NoteSetUserType Begine",
+        "NoteSetUserType End", "NoteDeleteInstance ", "DestoryUI, control = 0x",
+        "DestoryUI, control = 0x", "NoteDeleteInstance  End"};
+    std::vector<std::string> entries;
+    for (const std::string& line : m_vecTraces)
+        if (line.compare(0, 4, "Note") == 0 || line.compare(0, 8, "CreateUI") == 0 ||
+            line.compare(0, 9, "DestoryUI") == 0)
+            entries.push_back(line);
+    ASSERT_EQ(expected.size(), entries.size());
+    for (size_t i = 0; i < expected.size(); ++i)
+        EXPECT_EQ(0u, entries[i].find(expected[i])) << entries[i];
+    EXPECT_EQ(" End", entries[1].substr(entries[1].size() - 4));
+    EXPECT_EQ(" Begine", entries[7].substr(entries[7].size() - 7));
+}
+
+TEST_F(PluginEntry, InitialiseAppliesTheNotepadTypeBeforeTheUserType)
+{
+    // A captioner's record: the captions limit holds (a paste longer than the notes limit is
+    // taken) and the writer's controls are on.
+    auto captioner = Join(1, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_WRITER);
+    INoteHeadlessPanel& panel = *captioner->Panel();
+    EXPECT_FALSE(panel.IsReadOnly());
+    EXPECT_TRUE(panel.IsPublishVisible());
+    const std::string longer(81921, 'c');
+    NoteHostUI_SetClipboard(longer.c_str(), nullptr);
+    panel.Focus(true);
+    panel.PasteKey();
+    EXPECT_EQ(81921u, panel.Length());
+
+    auto reader = Join(2, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_READER);
+    EXPECT_TRUE(reader->Panel()->IsReadOnly());
+    EXPECT_FALSE(reader->Panel()->IsPublishVisible());
+    NoteHostUI_SetClipboard(nullptr, nullptr);
+}
+
+TEST_F(PluginEntry, ConfigSelectorsSetThePathReportAndPublish)
+{
+    char dir[] = "/tmp/pluginentryXXXXXX";
+    ASSERT_NE(nullptr, mkdtemp(dir));
+    const std::string autoSave = std::string(dir) + "/auto.xml";
+    auto taker = Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
+    auto reader = Join(2, NOTETAKER_SINGLE, NOTE_USER_READER);
+    void* instance = taker->Instance();
+    ASSERT_TRUE(taker->Panel()->Type("minutes"));
+    PumpMainLoop(0.12);
+
+    EXPECT_EQ(0, m_plugin.NoteConfig(instance, 1, 0, 0, autoSave.c_str()));
+    EXPECT_EQ(1, m_plugin.NoteConfig(instance, 2, 0, 0, nullptr));
+    // Unknown selectors change nothing, publishing included.
+    for (long selector : {0L, 4L, LONG_MAX}) EXPECT_EQ(0, m_plugin.NoteConfig(instance, selector, 0, 0, "x"));
+    PumpMainLoop(0.2);
+    EXPECT_EQ("", reader->PanelText());
+    EXPECT_EQ(0, m_plugin.NoteConfig(instance, 3, 0, 0, nullptr));
+    EXPECT_TRUE(Shows(*reader, "minutes"));
+    EXPECT_EQ(0, m_plugin.NoteConfig(instance, 2, 0, 0, nullptr));
+
+    // The path set by selector 1 is where a lost meeting leaves the document.
+    EXPECT_EQ(0, m_plugin.NoteMeetingLost(instance, 1));
+    EXPECT_EQ(0, access(autoSave.c_str(), F_OK));
+    unlink(autoSave.c_str());
+    rmdir(dir);
+}
+
+}  // namespace

@@ -1,0 +1,63 @@
+// A host for tests of the loaded plug-in: the plug-in file built with the tests, an in-process
+// meeting, participants with headless panels, and the trace lines the plug-in writes.
+#pragma once
+
+#include "conference/LocalConference.h"
+#include "loader/PluginParticipant.h"
+#include "tessarinnote/notehostui.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+class PluginTest : public ::testing::Test {
+protected:
+    PluginTest() { NoteHostUI_SetTraceCallback(&OnTrace, this); }
+    ~PluginTest() override { NoteHostUI_SetTraceCallback(nullptr, nullptr); }
+
+    void SetUp() override
+    {
+        std::string error;
+        ASSERT_TRUE(m_plugin.Load(CNotePlugin::BuiltPath(), error)) << error;
+    }
+
+    // A participant, joined and settled (its handshake and first subscription done).
+    std::unique_ptr<CPluginParticipant> Join(unsigned userId, NOTETAKERTYPE type,
+                                             unsigned userType,
+                                             const std::string& autoSavePath = "")
+    {
+        SParticipantSetup setup;
+        setup.nUserId = userId;
+        setup.notepadType = type;
+        setup.nUserType = userType;
+        setup.strAutoSavePath = autoSavePath;
+        auto participant = std::make_unique<CPluginParticipant>(m_plugin, *m_pMeeting, setup);
+        PumpMainLoop(0.08);
+        return participant;
+    }
+
+    // Waits (bounded) until the participant's panel shows text.
+    static bool Shows(const CPluginParticipant& who, const std::string& text)
+    {
+        return PumpMainLoopUntil([&] { return who.PanelText() == text; }, 5);
+    }
+
+    int TraceCount(const std::string& line) const
+    {
+        int n = 0;
+        for (const std::string& traced : m_vecTraces) n += traced == line;
+        return n;
+    }
+
+    CNotePlugin m_plugin;
+    std::unique_ptr<IMeeting> m_pMeeting = NewLocalMeeting(CMeetingOptions());
+    std::vector<std::string> m_vecTraces;
+
+private:
+    static void OnTrace(void* context, const char*, const char* line)
+    {
+        static_cast<PluginTest*>(context)->m_vecTraces.push_back(line);
+    }
+};
