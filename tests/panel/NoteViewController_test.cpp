@@ -3,6 +3,7 @@
 #include "../platform/HostUICapture.h"
 #include "panel/HeadlessTextView.h"
 #include "panel/NoteViewController.h"
+#include "ControllerFixture.h"
 #include "SaveChooser.h"
 
 #include <gtest/gtest.h>
@@ -19,57 +20,6 @@
 #include <vector>
 
 namespace {
-
-// Records what the panel sends to the client.
-class CRecordingUISink : public INoteCommSinkForNoteUI {
-public:
-    struct SCall {
-        int nMsg;
-        int nPressEnter;  // -1 without an in byte
-    };
-    int HandleUIMessage(int nMsg, void* pIn, void*) override
-    {
-        m_vecCalls.push_back({nMsg, pIn ? *static_cast<unsigned char*>(pIn) : -1});
-        return 0;
-    }
-    std::vector<SCall> m_vecCalls;
-};
-
-class ControllerTest : public ::testing::Test {
-protected:
-    ControllerTest() : m_controller(std::unique_ptr<INoteTextViewPort>(m_view = new CHeadlessTextView))
-    {
-        m_view->Attach(m_controller);
-    }
-
-    long Send(unsigned message, void* in = nullptr, void* out = nullptr)
-    {
-        return m_controller.OnReceiveMessage(message, in, out, nullptr);
-    }
-    void SetInt(unsigned message, int value) { Send(message, &value); }
-    void SetFlag(unsigned message, bool value)
-    {
-        unsigned char flag = value ? 1 : 0;
-        Send(message, &flag);
-    }
-    std::string Get(unsigned message)
-    {
-        std::string text = "stale";
-        Send(message, nullptr, &text);
-        return text;
-    }
-    // The caption notepad with a limit, its text committed by the client.
-    void Captions(int maxLen, const char* committed)
-    {
-        SetInt(NOTEUI_SET_NOTEPAD_TYPE, 3);
-        SetInt(NOTEUI_SET_MAX_LENGTH, maxLen);
-        Send(NOTEUI_SET_TEXT, const_cast<char*>(committed));
-    }
-
-    CHeadlessTextView* m_view;
-    NoteViewController m_controller;
-    CRecordingUISink m_sink;
-};
 
 TEST_F(ControllerTest, WholeTextComesWithCrLfOrUnconverted)
 {
