@@ -1,64 +1,138 @@
-// notectl: the headless command-line participant. For now it shows the note formats: it
-// builds a change PDU and an auto-save document, prints them and reads them back.
-#include "xml/OrvNoteXML.h"
+// notectl: the headless command-line participant. "notectl demo" holds a short scripted
+// meeting through the plug-in on the in-process conference: a captioner types a few lines,
+// two readers follow, a third joins late, and each panel's text is printed.
+#include "conference/LocalConference.h"
+#include "loader/PluginParticipant.h"
+#include "tessarinnote/notehostui.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace {
 
-int Demo()
+struct SPerson {
+    const char* role;
+    std::unique_ptr<CPluginParticipant> participant;
+};
+
+// The plug-in's trace lines are for diagnosis; the demo shows them only when asked.
+void DropTrace(void*, const char*, const char*) {}
+
+std::unique_ptr<CPluginParticipant> JoinMeeting(CNotePlugin& plugin, IMeeting& meeting,
+                                                unsigned userId, unsigned userType)
 {
-    CNoteChangeInfoPDU change;
-    change.SetUniqueId(7);
-    change.SetOffSet(12, 0);
-    change.SetOffSet(15, 1);
-    change.SetCacheId(3);
-    change.SetNoteMsg("Hi ]]> there");
-    change.GenerateXMLPDU();
-    const std::string changeText = change.PrintCompact();
-    std::printf("change PDU (%zu bytes):\n%s\n\n", changeText.size(), changeText.c_str());
+    SParticipantSetup setup;
+    setup.nUserId = userId;
+    setup.notepadType = NOTETAKER_CLOSED_CAPTIONS;
+    setup.nUserType = userType;
+    auto participant = std::make_unique<CPluginParticipant>(plugin, meeting, setup);
+    PumpMainLoop(0.1);
+    return participant;
+}
 
-    CNoteChangeInfoPDU parsed;
-    if (!parsed.ParseXMLPDU(changeText)) {
-        std::fprintf(stderr, "notectl: the change PDU did not parse back\n");
+void PrintPanel(const SPerson& person)
+{
+    std::printf("%s:\n", person.role);
+    const std::string text = person.participant->PanelText();
+    size_t start = 0;
+    while (start < text.size()) {
+        size_t end = text.find('\n', start);
+        if (end == std::string::npos) end = text.size();
+        std::printf("  | %s\n", text.substr(start, end - start).c_str());
+        start = end + 1;
+    }
+}
+
+int Demo(const std::string& pluginPath)
+{
+    CNotePlugin plugin;
+    std::string error;
+    if (!plugin.Load(pluginPath, error)) {
+        std::fprintf(stderr, "notectl: cannot load the plug-in: %s\n", error.c_str());
         return 1;
     }
-    std::printf("parsed back: offset %d, offsetlast %d, cache id %d, text \"%s\"\n\n",
-                parsed.GetOffSet_INT(0), parsed.GetOffSet_INT(1), parsed.GetCacheId_INT(),
-                parsed.GetNoteMsg().c_str());
+    std::unique_ptr<IMeeting> meeting = NewLocalMeeting(CMeetingOptions());
+    std::printf("A closed-captions meeting on the in-process conference, through %s\n\n",
+                pluginPath.c_str());
 
-    CNoteSaveInfoPDU record;
-    record.SetNoteShowMsg("Hello");
-    record.SetPublishMsg("Hi");
-    record.SetChannalID(1234);
-    record.SetUserType(1);
-    record.AddNetInfo("nb1");
-    record.m_vecChangeInfoPdu.push_back(change);
-    record.GenerateXMLPDU();
-    TiXmlPrinter printer;
-    record.Accept(&printer);
-    std::printf("auto-save document:\n%s\n", printer.CStr());
-
-    CNoteSaveInfoPDU loaded;
-    loaded.Parse(printer.CStr());
-    if (!loaded.ParseXMLPDU()) {
-        std::fprintf(stderr, "notectl: the auto-save document did not parse back\n");
+    std::vector<SPerson> people;
+    people.push_back({"captioner (user 1)", JoinMeeting(plugin, *meeting, 1, NOTE_USER_WRITER)});
+    people.push_back({"reader (user 2)", JoinMeeting(plugin, *meeting, 2, NOTE_USER_READER)});
+    people.push_back({"reader (user 3)", JoinMeeting(plugin, *meeting, 3, NOTE_USER_READER)});
+    INoteHeadlessPanel* captions = people[0].participant->Panel();
+    if (!captions) {
+        std::fprintf(stderr, "notectl: the plug-in gave the captioner no panel\n");
         return 1;
     }
-    std::printf("read back: show \"%s\", publish \"%s\", channel %d, user type %d, %zu change(s)\n",
-                loaded.GetNoteShowMsg().c_str(), loaded.GetPublishMsg().c_str(),
-                loaded.GetChannalID_INT(), loaded.GetUserType_INT(),
-                loaded.m_vecChangeInfoPdu.size());
+
+    const char* const lines[] = {"Good morning, everybody.", "First item: the budget for 2027.",
+                                 "Questions go to the chat, please.", "Thank you, see you next week."};
+    int typed = 0;
+    for (const char* line : lines) {
+        std::printf("captioner types: %s\n", line);
+        captions->Type(line);
+        captions->PressReturn();
+        PumpMainLoop(0.2);
+        if (++typed == 2) {
+            std::printf("reader (user 4) joins late\n");
+            people.push_back({"reader (user 4, late)", JoinMeeting(plugin, *meeting, 4, NOTE_USER_READER)});
+        }
+    }
+    const std::string expected = people[0].participant->PanelText();
+    PumpMainLoopUntil([&] {
+        for (const SPerson& person : people)
+            if (person.participant->PanelText() != expected) return false;
+        return true;
+    }, 5);
+
+    std::printf("\nWhat each panel shows:\n");
+    int behind = 0;
+    for (const SPerson& person : people) {
+        PrintPanel(person);
+        behind += person.participant->PanelText() != expected;
+    }
+    if (behind) {
+        std::printf("\n%d panel(s) differ from the captioner's.\n", behind);
+        return 1;
+    }
+    std::printf("\nEvery panel shows the captioner's %zu characters.\n", expected.size());
     return 0;
+}
+
+void Usage()
+{
+    std::fprintf(stderr,
+                 "usage: notectl demo [--plugin PATH] [--trace]\n"
+                 "  demo      a scripted closed-captions meeting through the plug-in\n"
+                 "  --plugin  the plug-in file (default: $NOTE_PLUGIN, else the one built here)\n"
+                 "  --trace   show the plug-in's trace lines\n");
 }
 
 }  // namespace
 
 int main(int argc, char** argv)
 {
-    if (argc == 2 && std::strcmp(argv[1], "demo") == 0) return Demo();
-    std::fprintf(stderr, "usage: notectl demo\n");
-    return 2;
+    if (argc < 2 || std::strcmp(argv[1], "demo") != 0) {
+        Usage();
+        return 2;
+    }
+    const char* fromEnvironment = std::getenv("NOTE_PLUGIN");
+    std::string pluginPath = fromEnvironment ? fromEnvironment : CNotePlugin::BuiltPath();
+    bool trace = false;
+    for (int i = 2; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--plugin") == 0 && i + 1 < argc) {
+            pluginPath = argv[++i];
+        } else if (std::strcmp(argv[i], "--trace") == 0) {
+            trace = true;
+        } else {
+            Usage();
+            return 2;
+        }
+    }
+    if (!trace) NoteHostUI_SetTraceCallback(&DropTrace, nullptr);
+    return Demo(pluginPath);
 }
