@@ -5,6 +5,7 @@
 
 #include "client/CNoteClient.h"
 #include "conference/LocalConference.h"
+#include "loader/HostSinkLog.h"
 #include "transport/ManualRunLoop.h"
 
 #include <memory>
@@ -12,15 +13,7 @@
 #include <vector>
 
 // Records what a client tells its host.
-class CRecordingHostSink : public INoteHostSink {
-public:
-    void NeedSaveChanged(signed char needSave) override { m_vecCalls.push_back("NeedSave " + std::to_string(needSave)); }
-    void SaveEnabledChanged(int enabled) override { m_vecCalls.push_back("SaveEnabled " + std::to_string(enabled)); }
-    void HasContentChanged(int hasContent) override { m_vecCalls.push_back("HasContent " + std::to_string(hasContent)); }
-    void RemoteChangeApplied() override { m_vecCalls.push_back("RemoteChange"); }
-    void RemoteTextApplied(int reserved) override { m_vecCalls.push_back("RemoteText " + std::to_string(reserved)); }
-    std::vector<std::string> m_vecCalls;
-};
+using CRecordingHostSink = CHostSinkLog;
 
 // One participant: its client, its host sink and its initialisation record.
 struct CHarnessParticipant {
