@@ -2,6 +2,7 @@
 // dialog answered by the host, the file the panel writes, refused targets and their alert.
 #include "PluginFixture.h"
 #include "../panel/SaveChooser.h"
+#include "../platform/ScopedLanguage.h"
 
 #include <dirent.h>
 #include <stdlib.h>
@@ -104,6 +105,16 @@ TEST_F(PluginSave, SaveAsChosenAndCancelled)
     writer->Panel()->ClickSave();
     EXPECT_EQ("caption more", Read(path));
     EXPECT_EQ(0, m_plugin.NoteGetFileSaveState(writer->Instance()));
+}
+
+TEST_F(PluginSave, TheDialogSpeaksTheHostsLanguage)
+{
+    // The plug-in finds its catalogues beside its own file.
+    auto writer = Writer(NOTETAKER_SINGLE, "Text");
+    CScopedLanguage german("de");
+    CScopedSaveChooser chooser;
+    EXPECT_EQ(-1, m_plugin.NoteFileSaveAs(writer->Instance()));
+    EXPECT_EQ((std::vector<std::string>{"Notizen speichern unter"}), chooser.m_vecTitles);
 }
 
 TEST_F(PluginSave, ExportWritesTheLocalisedNameIntoTheFolder)
