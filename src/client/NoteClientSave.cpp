@@ -120,6 +120,6 @@ void CNoteClient::WriteNoteFileToFolder(const char* folder)
     if (path.empty() || path.back() != '/') path += '/';
     const char* name =
         m_nNotePadType == NOTETAKER_CLOSED_CAPTIONS ? "Closed Captions.txt" : "Notes.txt";
-    path += GetLocalizedString(name, kTessarinNoteBundleId, nullptr);
+    path += NoteLocalized(name);
     if (MayWrite(path)) WriteNoteFile(*this, path);
 }

@@ -7,15 +7,6 @@
 #include "tessarinnote/notedata.h"
 #include "tessarinnote/notehostui.h"
 
-namespace {
-
-std::string Localized(const char* key)
-{
-    return GetLocalizedString(key, kTessarinNoteBundleId, nullptr);
-}
-
-}  // namespace
-
 NoteTextView::NoteTextView(INoteTextViewPort& port)
     : m_port(port),
       m_SingleNTMenu{NOTEMENU_CUT, NOTEMENU_COPY, NOTEMENU_PASTE, NOTEMENU_DELETE,
@@ -144,8 +135,8 @@ void NoteTextView::paste()
                   static_cast<int>(length));
     const bool captions = m_nNotePadType == NOTETAKER_CLOSED_CAPTIONS;
     const std::string title =
-        Localized(captions ? "Velmar Zentor Closed Captions" : "Velmar Zentor Notes");
-    const std::string text = Localized(
+        NoteLocalized(captions ? "Velmar Zentor Closed Captions" : "Velmar Zentor Notes");
+    const std::string text = NoteLocalized(
         captions ? "Unable to paste all of the selected text into the Closed Captions panel. "
                    "Please delete some text and try again."
                  : "Unable to paste all of the selected text into the Notes panel. Please "

@@ -13,11 +13,6 @@ namespace {
 // The client passes its "bool" arguments as one byte, 0 or 1.
 bool ByteFlag(const void* in) { return *static_cast<const unsigned char*>(in) != 0; }
 
-std::string Localized(const char* key)
-{
-    return GetLocalizedString(key, kTessarinNoteBundleId, nullptr);
-}
-
 // The text with CR LF line ends; ConvertToWinText3's copy is ours to free.
 std::string WinText(const std::string& text)
 {
@@ -125,8 +120,8 @@ int NoteViewController::popUpSaveFileDlg(std::string& path)
     // A detached panel has nobody to save for.
     if (!m_pSink) return NOTEUI_DIALOG_CANCELLED;
     const bool captions = m_nNotePadType == NOTETAKER_CLOSED_CAPTIONS;
-    const std::string title = Localized(captions ? "Save Closed Captions As" : "Save Notes As");
-    std::string defaultName = Localized(captions ? "Closed Captions.txt" : "Notes.txt");
+    const std::string title = NoteLocalized(captions ? "Save Closed Captions As" : "Save Notes As");
+    std::string defaultName = NoteLocalized(captions ? "Closed Captions.txt" : "Notes.txt");
     if (!path.empty()) defaultName = path;
     path.clear();
 

@@ -18,6 +18,12 @@ constexpr char kTessarinNoteBundleId[] = "com.zentor.tessarinnote";
 // bundle other than the plug-in's. A null key gives "".
 std::string GetLocalizedString(const char* key, const char* bundleId, const char* table);
 
+// The plug-in's own text for key: what every user-facing text of the plug-in goes through.
+inline std::string NoteLocalized(const char* key)
+{
+    return GetLocalizedString(key, kTessarinNoteBundleId, nullptr);
+}
+
 // The same lookup as a new zero-terminated UTF-8 string, which the caller owns and frees with
 // delete[]. Returns null for a null key, for a bundleId other than the plug-in's (that bundle is
 // not loaded in this process) and when memory runs out.
