@@ -12,7 +12,9 @@ std::string CNotePlugin::BuiltPath() { return NOTE_BUILT_PLUGIN_PATH; }
 bool CNotePlugin::Load(const std::string& path, std::string& error)
 {
     Unload();
-    m_pLibrary = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    // Never unmapped: the plug-in's run-loop sources stay on the host's main context for the
+    // thread's life, and they must not point into an unloaded file.
+    m_pLibrary = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     if (!m_pLibrary) {
         const char* reason = dlerror();
         error = reason ? reason : "cannot load " + path;
