@@ -16,8 +16,9 @@
 TESSARINNOTE_API void* NoteNewInstance(void);
 // Destroys the instance: leaves the meeting and releases the service. -1 for null, else 0.
 TESSARINNOTE_API long NoteDeleteInstance(void* instance);
-// Connects to the conference in data, builds the panel in data->pParentView, applies the
-// notepad type and then the user type. -1 for null, else 0.
+// Connects to the conference in data, builds the panel in data->pParentView (a null parent
+// gives a headless panel, see headlesspanel.h), applies the notepad type and then the user
+// type. -1 for a null instance or record, else 0.
 TESSARINNOTE_API long NoteInitialize(void* instance, _tagNoteData* data);
 TESSARINNOTE_API long NoteSetUserType(void* instance, int userType);
 TESSARINNOTE_API long NoteSetNotepadType(void* instance, NOTETAKERTYPE type);
