@@ -51,7 +51,8 @@ int CNoteClient::SetSavePduCacheID(CNoteChangeInfoPDU& pdu, unsigned cacheId)
         return 0;
     }
     pdu.SetCacheId(id);
-    AddChangePduToSavePdu(pdu);
+    // The list keeps the change's fields; its XML tree is rebuilt whenever it is printed.
+    AddChangePduToSavePdu(pdu.CopyWithoutDocument());
     return 1;
 }
 

@@ -42,6 +42,23 @@ CNoteChangeInfoPDU::CNoteChangeInfoPDU()
 
 CNoteChangeInfoPDU::~CNoteChangeInfoPDU() = default;
 
+CNoteChangeInfoPDU CNoteChangeInfoPDU::CopyWithoutDocument() const
+{
+    CNoteChangeInfoPDU copy;
+    copy.CopyPduSettings(*this);
+    copy.m_strOffset = m_strOffset;
+    copy.m_strOffsetLast = m_strOffsetLast;
+    copy.m_strCacheId = m_strCacheId;
+    copy.m_strUniqueId = m_strUniqueId;
+    copy.m_vecNetInfo = m_vecNetInfo;
+    copy.m_vecSegInfo = m_vecSegInfo;
+    copy.m_nOffset = m_nOffset;
+    copy.m_nOffsetLast = m_nOffsetLast;
+    copy.m_nNoteMsgHash = m_nNoteMsgHash;
+    copy.m_bNoteMsgHashValid = m_bNoteMsgHashValid;
+    return copy;
+}
+
 CNoteChangeInfoPDU::CIndexMark& CNoteChangeInfoPDU::CIndexMark::operator=(const CIndexMark&)
 {
     if (m_bMarked) g_indexedKeyChanges.fetch_add(1, std::memory_order_relaxed);

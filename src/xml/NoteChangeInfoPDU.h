@@ -16,6 +16,11 @@ public:
     CNoteChangeInfoPDU();
     ~CNoteChangeInfoPDU() override;
 
+    // A copy of the change without its XML document (tree, name, parse state). Lists that keep
+    // many changes hold such copies: a change's tree is rebuilt by GenerateXMLPDU whenever it
+    // is printed, so copying it would only cost time and memory.
+    CNoteChangeInfoPDU CopyWithoutDocument() const;
+
     // which 0 selects "offset", any other value "offsetlast".
     void SetOffSet(int value, int which);
     void SetOffSet(const std::string& value, int which);

@@ -1,5 +1,5 @@
 // The save record's change list: SetSavePduCacheID looks the newest equal entry up in an index
-// instead of walking the list.
+// instead of walking the list, and the list keeps copies of changes without their XML trees.
 #include "client/CNoteClient.h"
 
 #include <gtest/gtest.h>
@@ -87,6 +87,29 @@ TEST(ClientSaveList, LookupsFindTheEntryAWalkFromTheNewestFindsWhateverHappensTo
             }
         }
         }
+    }
+}
+
+TEST(ClientSaveList, ACopyWithoutItsDocumentPrintsAsTheChangeDoes)
+{
+    CNoteChangeInfoPDU change;
+    change.AddNetInfo("#m#");
+    change.SetNoteMsg("one ]]> two#m#three\r\n");
+    change.SetOffSet("12", 0);
+    change.SetOffSet("3", 1);
+    change.SetCacheId(44);
+    change.SetUniqueId(7);
+    change.GenerateXMLPDU();
+    CNoteChangeInfoPDU parsed;
+    ASSERT_TRUE(parsed.ParseXMLPDU(change.PrintCompact()));
+
+    for (CNoteChangeInfoPDU* original : {&change, &parsed}) {
+        CNoteChangeInfoPDU copy = original->CopyWithoutDocument();
+        EXPECT_EQ(copy.FirstChild(), nullptr);
+        EXPECT_EQ(copy.GetNetInfoCount_INT(), original->GetNetInfoCount_INT());
+        copy.GenerateXMLPDU();
+        original->GenerateXMLPDU();
+        EXPECT_EQ(copy.PrintCompact(), original->PrintCompact());
     }
 }
 
