@@ -17,6 +17,7 @@
 //   NoteClientUI.cpp        UI messages, tick, roles, notepad type
 #pragma once
 
+#include "client/SaveListIndex.h"
 #include "tessarinnote/armservice.h"
 #include "tessarinnote/armsinks.h"
 #include "tessarinnote/notedata.h"
@@ -226,4 +227,5 @@ public:
     // system clock. Tests set it to fix the time.
     void (*m_pfnNoticeClock)(int* hour, int* minute) = nullptr;
     unsigned m_nTextBufDirty = 0;  // leading bytes of m_pTextBuf that may be non-zero
+    CSaveListIndex m_SaveListIndex;  // over m_SaveInfo.m_vecChangeInfoPdu, for SetSavePduCacheID
 };

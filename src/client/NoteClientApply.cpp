@@ -40,13 +40,19 @@ int CNoteClient::SetSavePduCacheID(CNoteChangeInfoPDU& pdu, unsigned cacheId)
 {
     const int id = static_cast<int>(cacheId);
     std::vector<CNoteChangeInfoPDU>& changes = m_SaveInfo.m_vecChangeInfoPdu;
-    for (auto it = changes.rbegin(); it != changes.rend(); ++it) {
-        if (!CheckChangePduEqual(*it, pdu)) continue;
-        if (it->GetCacheId_INT() != id) it->SetCacheId(id);
+    // The newest equal entry, found without walking the whole list for every change.
+    const long found = m_SaveListIndex.FindNewest(
+        changes, pdu, [this](CNoteChangeInfoPDU& entry, CNoteChangeInfoPDU& change) {
+            return CheckChangePduEqual(entry, change) != 0;
+        });
+    if (found >= 0) {
+        CNoteChangeInfoPDU& entry = changes[static_cast<size_t>(found)];
+        if (entry.GetCacheId_INT() != id) entry.SetCacheId(id);
         return 0;
     }
     pdu.SetCacheId(id);
-    AddChangePduToSavePdu(pdu);
+    // The list keeps the change's fields; its XML tree is rebuilt whenever it is printed.
+    AddChangePduToSavePdu(pdu.CopyWithoutDocument());
     return 1;
 }
 

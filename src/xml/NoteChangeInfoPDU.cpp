@@ -1,10 +1,15 @@
 // Change PDU: segmentation of the edit's text and its XML form.
 #include "xml/NoteChangeInfoPDU.h"
 
+#include <atomic>
 #include <cstdlib>
+#include <functional>
 #include <sstream>
 
 namespace {
+
+// Key changes of indexed changes, over the whole process.
+std::atomic<uint64_t> g_indexedKeyChanges{0};
 
 std::string DecimalText(int value)
 {
@@ -37,6 +42,47 @@ CNoteChangeInfoPDU::CNoteChangeInfoPDU()
 
 CNoteChangeInfoPDU::~CNoteChangeInfoPDU() = default;
 
+CNoteChangeInfoPDU CNoteChangeInfoPDU::CopyWithoutDocument() const
+{
+    CNoteChangeInfoPDU copy;
+    copy.CopyPduSettings(*this);
+    copy.m_strOffset = m_strOffset;
+    copy.m_strOffsetLast = m_strOffsetLast;
+    copy.m_strCacheId = m_strCacheId;
+    copy.m_strUniqueId = m_strUniqueId;
+    copy.m_vecNetInfo = m_vecNetInfo;
+    copy.m_vecSegInfo = m_vecSegInfo;
+    copy.m_nOffset = m_nOffset;
+    copy.m_nOffsetLast = m_nOffsetLast;
+    copy.m_nNoteMsgHash = m_nNoteMsgHash;
+    copy.m_bNoteMsgHashValid = m_bNoteMsgHashValid;
+    return copy;
+}
+
+CNoteChangeInfoPDU::CIndexMark& CNoteChangeInfoPDU::CIndexMark::operator=(const CIndexMark&)
+{
+    if (m_bMarked) g_indexedKeyChanges.fetch_add(1, std::memory_order_relaxed);
+    return *this;
+}
+
+CNoteChangeInfoPDU::CIndexMark::~CIndexMark()
+{
+    if (m_bMarked) g_indexedKeyChanges.fetch_add(1, std::memory_order_relaxed);
+}
+
+uint64_t CNoteChangeInfoPDU::IndexedKeyChanges()
+{
+    return g_indexedKeyChanges.load(std::memory_order_relaxed);
+}
+
+void CNoteChangeInfoPDU::KeyChanged()
+{
+    m_nOffset = IntOrZero(m_strOffset);
+    m_nOffsetLast = IntOrZero(m_strOffsetLast);
+    m_bNoteMsgHashValid = false;
+    if (m_mark.m_bMarked) g_indexedKeyChanges.fetch_add(1, std::memory_order_relaxed);
+}
+
 void CNoteChangeInfoPDU::SetOffSet(int nValue, int which)
 {
     SetOffSet(DecimalText(nValue), which);
@@ -45,6 +91,7 @@ void CNoteChangeInfoPDU::SetOffSet(int nValue, int which)
 void CNoteChangeInfoPDU::SetOffSet(const std::string& strValue, int which)
 {
     (which == 0 ? m_strOffset : m_strOffsetLast) = strValue;
+    KeyChanged();
 }
 
 std::string CNoteChangeInfoPDU::GetOffSet(int which) const
@@ -54,7 +101,7 @@ std::string CNoteChangeInfoPDU::GetOffSet(int which) const
 
 int CNoteChangeInfoPDU::GetOffSet_INT(int which) const
 {
-    return IntOrZero(GetOffSet(which));
+    return which == 0 ? m_nOffset : m_nOffsetLast;
 }
 
 void CNoteChangeInfoPDU::SetCacheId(int id)
@@ -124,6 +171,7 @@ void CNoteChangeInfoPDU::ResetNetInfo()
 // markers were cut out; the text is then carried twice, as the format has always done.
 void CNoteChangeInfoPDU::SetNoteMsg(const std::string& msg)
 {
+    KeyChanged();
     m_vecSegInfo.clear();
     if (msg.empty()) return;
     long nNext = 0;
@@ -156,6 +204,15 @@ std::string CNoteChangeInfoPDU::GetNoteMsg()
     return msg;
 }
 
+size_t CNoteChangeInfoPDU::GetNoteMsgHash()
+{
+    if (!m_bNoteMsgHashValid) {
+        m_nNoteMsgHash = std::hash<std::string>()(GetNoteMsg());
+        m_bNoteMsgHashValid = true;
+    }
+    return m_nNoteMsgHash;
+}
+
 bool CNoteChangeInfoPDU::GenerateXMLPDU()
 {
     Clear();
@@ -184,6 +241,11 @@ bool CNoteChangeInfoPDU::ParseXMLPDU(std::string pdu)
     TiXmlElement* root = node ? node->ToElement() : 0;
     if (!root || !CheckVersionAndType(root, XMLPDU_CHANGE_INFO)) return false;
 
+    // From here on the offsets and the text change, however the parse ends.
+    struct KeyChangedOnExit {
+        CNoteChangeInfoPDU* pdu;
+        ~KeyChangedOnExit() { pdu->KeyChanged(); }
+    } keyChanged{this};
     m_strUniqueId = savestr(root->Attribute("useruniqueid"));
     m_strOffset = savestr(root->Attribute("offset"));
     m_strOffsetLast = savestr(root->Attribute("offsetlast"));

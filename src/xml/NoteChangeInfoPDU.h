@@ -6,6 +6,8 @@
 #include "xml/NoteSegInfo.h"
 #include "xml/OrvNoteBaseXML.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -13,6 +15,11 @@ class CNoteChangeInfoPDU : public COrvNoteBaseXML {
 public:
     CNoteChangeInfoPDU();
     ~CNoteChangeInfoPDU() override;
+
+    // A copy of the change without its XML document (tree, name, parse state). Lists that keep
+    // many changes hold such copies: a change's tree is rebuilt by GenerateXMLPDU whenever it
+    // is printed, so copying it would only cost time and memory.
+    CNoteChangeInfoPDU CopyWithoutDocument() const;
 
     // which 0 selects "offset", any other value "offsetlast".
     void SetOffSet(int value, int which);
@@ -37,6 +44,16 @@ public:
 
     void SetNoteMsg(const std::string& msg);
     std::string GetNoteMsg();
+    // A hash of GetNoteMsg(), kept until the text changes.
+    size_t GetNoteMsgHash();
+
+    // Lists of many changes index them by both GetOffSet_INT values and GetNoteMsgHash. An
+    // index marks each entry it has read; whenever the offsets or the text of a marked change
+    // may change (a setter, a parse, an assignment) or a marked change is destroyed, the
+    // process-wide IndexedKeyChanges() count grows, and every index reads its list again.
+    // Copies are not marked.
+    void MarkIndexed() { m_mark.m_bMarked = true; }
+    static uint64_t IndexedKeyChanges();
 
     bool GenerateXMLPDU() override;
     bool ParseXMLPDU(std::string pdu) override;
@@ -44,10 +61,29 @@ public:
     const std::vector<CNoteSegInfo>& GetSegments() const { return m_vecSegInfo; }
 
 private:
+    // The mark of an indexed change. Its copy is unmarked; assigning to or destroying a
+    // marked change counts as a key change.
+    struct CIndexMark {
+        CIndexMark() = default;
+        CIndexMark(const CIndexMark&) {}
+        CIndexMark& operator=(const CIndexMark&);
+        ~CIndexMark();
+        bool m_bMarked = false;
+    };
+
+    // The offsets or the text changed: the cached values follow and the indexes hear of it.
+    void KeyChanged();
+
     std::string m_strOffset;
     std::string m_strOffsetLast;
     std::string m_strCacheId;
     std::string m_strUniqueId;
     std::vector<std::string> m_vecNetInfo;
     std::vector<CNoteSegInfo> m_vecSegInfo;
+    // atoi of m_strOffset and m_strOffsetLast, kept with them: lists compare them often.
+    int m_nOffset = 0;
+    int m_nOffsetLast = 0;
+    size_t m_nNoteMsgHash = 0;
+    bool m_bNoteMsgHashValid = false;
+    CIndexMark m_mark;
 };

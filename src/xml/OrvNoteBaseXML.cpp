@@ -49,6 +49,15 @@ COrvNoteBaseXML::COrvNoteBaseXML(int nType, int nVersion)
 
 COrvNoteBaseXML::~COrvNoteBaseXML() = default;
 
+void COrvNoteBaseXML::CopyPduSettings(const COrvNoteBaseXML& from)
+{
+    m_nVersion = from.m_nVersion;
+    m_strMainType = from.m_strMainType;
+    m_nReserved = from.m_nReserved;
+    m_bConvertCharset = from.m_bConvertCharset;
+    m_bSafeLineBreaks = from.m_bSafeLineBreaks;
+}
+
 const char* COrvNoteBaseXML::Parse(const char* p, TiXmlParsingData* data, TiXmlEncoding encoding)
 {
     if (!p) return TiXmlDocument::Parse(p, data, encoding);

@@ -98,6 +98,9 @@ protected:
     bool ParseOwned(std::string& text);
     // Adds an already escaped text to elem as one CDATA node; escaped is taken over.
     void LinkCdataText(TiXmlElement* elem, std::string& escaped);
+    // Takes over the PDU settings below (version, main type, conversions) of from; the
+    // document itself is left alone.
+    void CopyPduSettings(const COrvNoteBaseXML& from);
 
     int m_nVersion;
     std::string m_strMainType;
