@@ -2,7 +2,7 @@
 // lines of a parse, the deliberate SetData behaviour and the wire layout written back.
 #include "transport/DataPdu.h"
 
-#include "TraceCapture.h"
+#include "HostUICapture.h"
 
 #include <gtest/gtest.h>
 
@@ -110,7 +110,7 @@ TEST(DataPdu, ShortOrNegativeLengthChangesNothing)
 {
     std::vector<char> src = Exact(Envelope(1, 2, "abcdef", 1));
     for (int len : {0, 1, 13, -1, -14, INT_MIN}) {
-        CTraceCapture trace;
+        CHostUICapture trace;
         CDataPdu pdu;
         pdu.SerializeFromBuf(src.data(), len);
         EXPECT_EQ(pdu.GetData(), nullptr) << len;
@@ -138,7 +138,7 @@ TEST(DataPdu, ParsingAgainReplacesThePayload)
 TEST(DataPdu, TraceLinesOfATwoEnvelopeParse)
 {
     std::vector<char> src = Exact(Envelope(1, 2, "ab", 0) + Envelope(-3, 4, "cde", 0xFFFF));
-    CTraceCapture trace;
+    CHostUICapture trace;
     CDataPdu pdu;
     pdu.SerializeFromBuf(src.data(), static_cast<int>(src.size()));
     std::vector<std::string> expected = {
