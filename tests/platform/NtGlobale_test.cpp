@@ -118,8 +118,6 @@ const CConversionCase kConversions[] = {
     {"a\r\nb", "a\nb", "a\r\nb", "a\r\nb", "a\r\nb"},
     {"a\rb", "a\rb", "a\r\nb", "a\r\nb", "a\r\nb"},
     {"a\nb", "a\nb", "a\nb", "a\r\nb", "a\r\nb"},
-    {"\r", "\r", "\r\n", "\r\n", "\r\n"},
-    {"\n", "\n", "\n", "\r\n", "\r\n"},
     {"\r\r", "\r\r", "\r\n\r\n", "\r\n\r\n", "\r\n\r\n"},
     {"\n\n", "\n\n", "\n\n", "\r\n\r\n", "\r\n\r\n"},
     {"\r\n\n", "\n\n", "\r\n\n", "\r\n\r\n", "\r\n\r\n"},
