@@ -79,7 +79,7 @@ TEST(DataPdu, ParseJoinsAcceptedPayloadsAndKeepsLastAcceptedHeader)
         SCOPED_TRACE(c.name);
         std::vector<char> src = Exact(c.bytes);
         CDataPdu pdu;
-        pdu.SetData(nullptr, 40);  // a parse replaces what was held
+        pdu.SetData(nullptr, 4);  // a parse replaces a shorter payload held before
         pdu.SerializeFromBuf(src.data(), static_cast<int>(src.size()));
         EXPECT_EQ(pdu.GetUserFrom(), c.from);
         EXPECT_EQ(pdu.GetUserTo(), c.to);
