@@ -52,6 +52,8 @@ TEST_F(SavePdu, WorkedExampleSurvivesTheFile)
     CNoteSaveInfoPDU record;
     ASSERT_TRUE(record.GenerateXMLPDU());
     EXPECT_EQ(record.PrintCompact(), "<notecom ver=\"1.0\" mtype=\"2\" />");
+    record.SetChannalID(-5);
+    EXPECT_EQ(record.GetChannalID(), "-5");
     record.SetNoteShowMsg("Hello");
     record.SetPublishMsg("Hi");
     record.SetChannalID(1234);
