@@ -8,6 +8,8 @@
 #include "conference/Meeting.h"
 #include "tessarinnote/armservice.h"
 
+#include <gtest/gtest.h>
+
 #include <cstring>
 #include <functional>
 #include <map>
@@ -229,7 +231,8 @@ public:
     int SharedDataReceivedEx(unsigned first, unsigned cacheId, unsigned cacheHandle, unsigned memHandle,
                              short result, tagCacheAction action, unsigned putter, unsigned, short) override
     {
-        Record(first == 1 ? "SharedDataReceivedEx" : "SharedDataReceivedEx: first was not 1");
+        if (first != 1) ADD_FAILURE() << "SharedDataReceivedEx: first is " << first << ", not 1";
+        Record("SharedDataReceivedEx");
         m_vecCache.push_back({cacheId, cacheHandle, result, action, putter, memHandle, ReadHandle(memHandle)});
         if (m_fnOnDelivery) m_fnOnDelivery();
         return 0;

@@ -341,9 +341,11 @@ TEST_P(ConferenceContract, PkiMeetingsSealRecordsThatOnlyVerifyUntampered)
                             RESOURCE_NOTE_TAKE, 0);
     Settle();
     ASSERT_EQ(b->m_vecData.size(), 1u);
+    // The sequence, a NUL and as many zero bytes again: the room the plug-in measures against.
+    const std::string sequence = b->m_vecData[0].strBytes.c_str();
+    EXPECT_EQ(b->m_vecData[0].strBytes, sequence + std::string(sequence.size() + 1, '\0'));
     std::vector<std::string> records;
-    // The sequence is followed by zero bytes.
-    ASSERT_TRUE(SplitSealedSequence(b->m_vecData[0].strBytes.c_str(), &records));
+    ASSERT_TRUE(SplitSealedSequence(sequence, &records));
     ASSERT_GE(records.size(), 1u);
     std::string envelope;
     for (const std::string& record : records) {
