@@ -1,125 +1,49 @@
 // Lifetimes in the in-process meeting: callbacks already posted for a released, detached or
 // destroyed participant are dropped, not run against freed state; delivery handles live only
 // for the callback; each participant hears on its own loop. AddressSanitizer catches the rest.
+#include "TestParticipant.h"
 #include "conference/LocalConference.h"
 #include "transport/ManualRunLoop.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <functional>
 #include <memory>
-#include <string>
-#include <vector>
 
 namespace {
 
-// Answers the handshake and counts what arrives; every sink operation it does not care about
-// returns 0.
-class CCountingSink : public IArmNodeControllerSink,
-                      public IArmConferenceSink,
-                      public IArmApeSink,
-                      public IArmSharedDataSink,
-                      public IArmAllocHandleSink {
-public:
-    int ConnectConfirm(short, unsigned) override { return Count(); }
-    int DisconnectIndication(short) override { return 0; }
-    int DisconnectConfirm(short) override { return Count(); }
-    int TransportStatusIndication(short, unsigned) override { return 0; }
-    int ConferenceJoinConfirm(unsigned short, char*, short, unsigned) override { return Count(); }
-    int ConferenceLeaveIndication(unsigned short, char*, short) override { return 0; }
-    int ConferenceRosterConfirm(unsigned short, short, short, ARMNodeRecord*) override { return 0; }
-    int ConferenceRosterChanged(unsigned short, short, short, short, ARMNodeRecord*) override { return 0; }
-    int ApeRosterConfirm(unsigned short, short, short, ARMApeRoster*) override { return 0; }
-    int ApeRosterChanged(unsigned short, short, short, short, ARMApeRoster*) override { return 0; }
-    int ApeAttachConfirm(unsigned, short, unsigned) override { return Count(); }
-    int ApeEnrollConfirm(unsigned, short, short, ARMSessionResource*) override { return Count(); }
-    int ApeRosterConfirm(unsigned, unsigned short, short, short, ARMApeRoster*) override { return 0; }
-    int ApeRosterChanged(unsigned, unsigned short, short, short, short, ARMApeRoster*) override { return 0; }
-    int ApeDataIndication(unsigned, unsigned, unsigned, short, unsigned char*, unsigned) override { return Count(); }
-    int ApeTokenGrabConfirm(unsigned, short, unsigned short) override { return 0; }
-    int ApeTokenInhibitConfirm(unsigned, short, unsigned short) override { return 0; }
-    int ApeTokenGiveConfirm(unsigned, short, unsigned short) override { return 0; }
-    int ApeTokenGiveIndication(unsigned, unsigned, unsigned short) override { return 0; }
-    int ApeTokenPleaseIndication(unsigned, unsigned, unsigned short) override { return 0; }
-    int ApeTokenReleaseConfirm(unsigned, short, unsigned short) override { return 0; }
-    int ApeTokenTestConfirm(unsigned, short, unsigned short) override { return 0; }
-    int ApeDetachIndication(unsigned, short) override { return 0; }
-    int ConferenceRosterConfirm(unsigned, unsigned short, short, short, ARMNodeRecord*) override { return 0; }
-    int ConferenceRosterChanged(unsigned, unsigned short, short, short, short, ARMNodeRecord*) override { return 0; }
-    int ApeCacheActionConfirmEx(unsigned, unsigned, tagCacheAction, unsigned, unsigned, short) override
-    {
-        return Count();
-    }
-    int SharedDataReceivedEx(unsigned, unsigned, unsigned, unsigned memHandle, short, tagCacheAction,
-                             unsigned, unsigned, short) override
-    {
-        m_aHandles.push_back(memHandle);
-        if (m_fnOnDelivery) m_fnOnDelivery();
-        return Count();
-    }
-    int AllocNameHandleConfirm(unsigned, unsigned, NameHandles* names, unsigned) override
-    {
-        m_nCacheHandle = names[0].nHandle;
-        return Count();
-    }
-
-    int Count() { return ++m_nCalls, 0; }
-
-    int m_nCalls = 0;
-    unsigned m_nCacheHandle = 0;
-    std::vector<unsigned> m_aHandles;
-    std::function<void()> m_fnOnDelivery;
-};
-
-// Runs the handshake on service up to a subscribed cache "c"; returns the attach id.
-unsigned JoinAndSubscribe(IMeeting& meeting, IArmService* service, CCountingSink& sink, CManualRunLoop& loop)
-{
-    unsigned attachId = 0;
-    service->ArmService_Connect(&sink, "", 0, 0, 0);
-    service->ArmService_JoinConference(0, meeting.ConferenceHandle(), &sink, 3);
-    service->ArmService_AttachUser(&sink, 0, static_cast<unsigned short>(meeting.ConferenceHandle()), &attachId);
-    NameHandles name;
-    std::memset(&name, 0, sizeof name);
-    std::strcpy(name.szName, "c");
-    service->ArmService_AllocNameHandles(attachId, 1, &name, &sink);
-    loop.RunPending();
-    service->ArmService_SubscribeCache(attachId, sink.m_nCacheHandle, 0, 3, 255, &sink);
-    loop.RunPending();
-    return attachId;
-}
-
-int PutText(IArmService* service, unsigned attachId, unsigned cache, const std::string& text)
-{
-    unsigned handle = 0;
-    service->ArmService_AllocMemHandle(static_cast<unsigned>(text.size()), &handle);
-    service->ArmService_WriteMemHandle(handle, 0, text.data(), static_cast<unsigned>(text.size()));
-    const int result = service->ArmService_PutCacheItem(attachId, cache, 0, 0, CACHE_MODE_APPEND, 0, handle, 0, 2);
-    service->ArmService_FreeMemHandle(handle);
-    return result;
-}
-
 class LocalConferenceLifetime : public ::testing::Test {
 protected:
+    // A participant hearing on loop, not yet connected.
+    std::unique_ptr<CTestParticipant> NewParticipant(CManualRunLoop& loop)
+    {
+        return std::make_unique<CTestParticipant>(*m_meeting, loop, [&loop] { while (loop.RunPending() > 0) {} }, 1);
+    }
+    // A participant hearing on loop, subscribed to cache "c"; m_nCache is the cache's handle.
+    std::unique_ptr<CTestParticipant> Joined(CManualRunLoop& loop)
+    {
+        std::unique_ptr<CTestParticipant> p = NewParticipant(loop);
+        m_nCache = p->JoinAndSubscribe("c");
+        return p;
+    }
+
     CManualRunLoop m_loop;
     std::unique_ptr<IMeeting> m_meeting = NewLocalMeeting(CMeetingOptions());
+    unsigned m_nCache = 0;
 };
 
 TEST_F(LocalConferenceLifetime, CallbacksPostedForAReleasedServiceAreDropped)
 {
-    CCountingSink kept;
-    IArmService* service = m_meeting->NewService(m_loop);
-    service->ArmService_Connect(&kept, "", 0, 0, 0);
-    service->ArmService_JoinConference(0, m_meeting->ConferenceHandle(), &kept, 3);
-    EXPECT_EQ(service->ArmService_Release(), 0);
+    auto kept = NewParticipant(m_loop);
+    kept->Connect();
+    kept->Join();
+    EXPECT_EQ(kept->Release(), 0);
     EXPECT_EQ(m_loop.RunPending(), 2);  // both posted callbacks ran, and did nothing
-    EXPECT_EQ(kept.m_nCalls, 0);
+    EXPECT_TRUE(kept->m_vecCallbacks.empty());
 
     // As the plug-in does it: the sink is gone with the service before the loop runs.
-    auto freed = std::make_unique<CCountingSink>();
-    service = m_meeting->NewService(m_loop);
-    service->ArmService_Connect(freed.get(), "", 0, 0, 0);
-    service->ArmService_Release();
+    auto freed = NewParticipant(m_loop);
+    freed->Connect();
+    IArmService* service = freed->Service();
     freed.reset();
     m_loop.RunPending();
     m_meeting->SetConnected(service, false);  // a released service is no longer the meeting's
@@ -128,101 +52,70 @@ TEST_F(LocalConferenceLifetime, CallbacksPostedForAReleasedServiceAreDropped)
 
 TEST_F(LocalConferenceLifetime, AReleasedSubscriberHearsNothingMore)
 {
-    CCountingSink writerSink;
-    auto readerSink = std::make_unique<CCountingSink>();
-    IArmService* writer = m_meeting->NewService(m_loop);
-    IArmService* reader = m_meeting->NewService(m_loop);
-    const unsigned writerId = JoinAndSubscribe(*m_meeting, writer, writerSink, m_loop);
-    JoinAndSubscribe(*m_meeting, reader, *readerSink, m_loop);
-
-    PutText(writer, writerId, writerSink.m_nCacheHandle, "first");
-    reader->ArmService_Release();
-    readerSink.reset();
-    PutText(writer, writerId, writerSink.m_nCacheHandle, "second");
+    auto writer = Joined(m_loop);
+    auto reader = Joined(m_loop);
+    writer->Append(m_nCache, "first");
+    reader.reset();
+    writer->Append(m_nCache, "second");
     m_loop.RunPending();
-    EXPECT_EQ(writerSink.m_aHandles.size(), 3u);  // subscribed, first, second
+    EXPECT_EQ(writer->m_vecCache.size(), 3u);  // subscribed, first, second
 }
 
 TEST_F(LocalConferenceLifetime, ReleaseFromInsideADeliveryIsSafe)
 {
-    CCountingSink sink;
-    IArmService* service = m_meeting->NewService(m_loop);
-    const unsigned attachId = JoinAndSubscribe(*m_meeting, service, sink, m_loop);
-    PutText(service, attachId, sink.m_nCacheHandle, "one");
-    PutText(service, attachId, sink.m_nCacheHandle, "two");
-    sink.m_fnOnDelivery = [&] {
-        service->ArmService_Release();
-        sink.m_fnOnDelivery = nullptr;
-    };
+    auto p = Joined(m_loop);
+    p->Append(m_nCache, "one");
+    p->Append(m_nCache, "two");
+    p->m_fnOnDelivery = [&p] { p->Release(); };
     m_loop.RunPending();
-    EXPECT_EQ(sink.m_aHandles.size(), 2u);  // subscribed and "one"; "two" and the confirms dropped
+    EXPECT_EQ(p->m_vecCache.size(), 2u);  // subscribed and "one"; "two" and the confirms dropped
 }
 
 TEST_F(LocalConferenceLifetime, CallbacksOutliveTheMeetingHarmlessly)
 {
-    CCountingSink sink;
-    IArmService* service = m_meeting->NewService(m_loop);
-    const unsigned attachId = JoinAndSubscribe(*m_meeting, service, sink, m_loop);
-    PutText(service, attachId, sink.m_nCacheHandle, "pending");
-    const int before = sink.m_nCalls;
+    auto p = Joined(m_loop);
+    p->Append(m_nCache, "pending");
+    const size_t before = p->m_vecCallbacks.size();
     m_meeting.reset();
+    p->ForgetService();
     m_loop.RunPending();
-    EXPECT_EQ(sink.m_nCalls, before);
+    EXPECT_EQ(p->m_vecCallbacks.size(), before);
 }
 
 TEST_F(LocalConferenceLifetime, DetachDropsWhatWasPostedAndStopsDeliveries)
 {
-    CCountingSink writerSink;
-    CCountingSink readerSink;
-    IArmService* writer = m_meeting->NewService(m_loop);
-    IArmService* reader = m_meeting->NewService(m_loop);
-    const unsigned writerId = JoinAndSubscribe(*m_meeting, writer, writerSink, m_loop);
-    const unsigned readerId = JoinAndSubscribe(*m_meeting, reader, readerSink, m_loop);
-
-    PutText(writer, writerId, writerSink.m_nCacheHandle, "posted before the detach");
-    EXPECT_EQ(reader->ArmService_DetachUser(readerId), 0);
-    EXPECT_NE(reader->ArmService_DetachUser(readerId), 0);
-    PutText(writer, writerId, writerSink.m_nCacheHandle, "after");
+    auto writer = Joined(m_loop);
+    auto reader = Joined(m_loop);
+    writer->Append(m_nCache, "posted before the detach");
+    EXPECT_EQ(reader->Service()->ArmService_DetachUser(reader->AttachId()), 0);
+    EXPECT_NE(reader->Service()->ArmService_DetachUser(reader->AttachId()), 0);
+    writer->Append(m_nCache, "after");
     m_loop.RunPending();
-    EXPECT_EQ(readerSink.m_aHandles.size(), 1u);  // only the subscription answer of before
-    EXPECT_NE(PutText(reader, readerId, readerSink.m_nCacheHandle, "x"), 0);
-    reader->ArmService_Release();
-    writer->ArmService_Release();
+    EXPECT_EQ(reader->m_vecCache.size(), 1u);  // only the subscription answer of before
+    EXPECT_NE(reader->Append(m_nCache, "x"), 0);
 }
 
 TEST_F(LocalConferenceLifetime, DeliveryHandlesLiveOnlyForTheCallback)
 {
-    CCountingSink sink;
-    IArmService* service = m_meeting->NewService(m_loop);
-    const unsigned attachId = JoinAndSubscribe(*m_meeting, service, sink, m_loop);
-    unsigned sizeInside = 0;
-    int resultInside = -1;
-    sink.m_fnOnDelivery = [&] { resultInside = service->ArmService_GetMemHandleSize(sink.m_aHandles.back(), &sizeInside); };
-    PutText(service, attachId, sink.m_nCacheHandle, "12345");
+    auto p = Joined(m_loop);
+    p->Append(m_nCache, "12345");
     m_loop.RunPending();
-    EXPECT_EQ(resultInside, 0);
-    EXPECT_EQ(sizeInside, 5u);
-    unsigned sizeAfter = 0;
-    EXPECT_NE(service->ArmService_GetMemHandleSize(sink.m_aHandles.back(), &sizeAfter), 0);
-    service->ArmService_Release();
+    ASSERT_EQ(p->m_vecCache.size(), 2u);
+    EXPECT_EQ(p->m_vecCache[1].strBytes, "12345");  // read inside the callback
+    unsigned size = 0;
+    EXPECT_NE(p->Service()->ArmService_GetMemHandleSize(p->m_vecCache[1].nMemHandle, &size), 0);
 }
 
 TEST_F(LocalConferenceLifetime, EachParticipantHearsOnItsOwnLoop)
 {
     CManualRunLoop otherLoop;
-    CCountingSink writerSink;
-    CCountingSink readerSink;
-    IArmService* writer = m_meeting->NewService(m_loop);
-    IArmService* reader = m_meeting->NewService(otherLoop);
-    const unsigned writerId = JoinAndSubscribe(*m_meeting, writer, writerSink, m_loop);
-    JoinAndSubscribe(*m_meeting, reader, readerSink, otherLoop);
-    PutText(writer, writerId, writerSink.m_nCacheHandle, "line");
+    auto writer = Joined(m_loop);
+    auto reader = Joined(otherLoop);
+    writer->Append(m_nCache, "line");
     m_loop.RunPending();
-    EXPECT_EQ(readerSink.m_aHandles.size(), 1u);
+    EXPECT_EQ(reader->m_vecCache.size(), 1u);
     otherLoop.RunPending();
-    EXPECT_EQ(readerSink.m_aHandles.size(), 2u);
-    writer->ArmService_Release();
-    reader->ArmService_Release();
+    EXPECT_EQ(reader->m_vecCache.size(), 2u);
 }
 
 }  // namespace

@@ -12,16 +12,12 @@
 
 namespace {
 
-std::vector<unsigned char> OpenText(const CSealedRecords& sealer, const std::string& record, int* result)
+// Opens record into a buffer that held a byte, so that a failure must empty it.
+std::string OpenText(const CSealedRecords& sealer, const std::string& record, int* result)
 {
     std::vector<unsigned char> plain{'x'};
     *result = sealer.Open(reinterpret_cast<const unsigned char*>(record.data()), record.size(), &plain);
-    return plain;
-}
-
-std::string AsString(const std::vector<unsigned char>& bytes)
-{
-    return std::string(bytes.begin(), bytes.end());
+    return std::string(plain.begin(), plain.end());
 }
 
 TEST(SealedRecords, RoundTripsAnyBytesAsPrintableText)
@@ -35,7 +31,7 @@ TEST(SealedRecords, RoundTripsAnyBytesAsPrintableText)
         EXPECT_EQ(record[0], 'S');
         for (char c : record) EXPECT_TRUE(c > ' ' && c < 127) << "record holds a non-printable byte";
         int result = -1;
-        EXPECT_EQ(AsString(OpenText(sealer, record, &result)), plain);
+        EXPECT_EQ(OpenText(sealer, record, &result), plain);
         EXPECT_EQ(result, 0);
     }
 }
@@ -74,18 +70,17 @@ TEST(SealedRecords, RefusesAnythingButAnUntouchedRecordOfItsOwnKey)
     };
     for (const Case& c : cases) {
         int result = 0;
-        const std::vector<unsigned char> plain = OpenText(sealer, c.text, &result);
+        EXPECT_EQ(OpenText(sealer, c.text, &result), "") << c.name;
         EXPECT_EQ(result, c.expected) << c.name;
-        EXPECT_TRUE(plain.empty()) << c.name;
     }
     int result = 0;
-    EXPECT_TRUE(OpenText(otherMeeting, record, &result).empty());
+    EXPECT_EQ(OpenText(otherMeeting, record, &result), "");
     EXPECT_EQ(result, CSealedRecords::kAuthFailed);
 
     std::vector<unsigned char> plain;
     EXPECT_EQ(sealer.Open(nullptr, 10, &plain), CSealedRecords::kNotARecord);
     const std::string huge = "S" + std::string(CSealedRecords::kMaxRecordLength, 'A');
-    EXPECT_EQ(OpenText(sealer, huge, &result).size(), 0u);
+    EXPECT_EQ(OpenText(sealer, huge, &result), "");
     EXPECT_EQ(result, CSealedRecords::kTooLong);
 }
 
@@ -106,53 +101,34 @@ TEST(SealedRecords, SequencesSplitBackIntoTheirRecords)
     EXPECT_TRUE(records.empty());
 }
 
-// The envelope of one record, parsed as the client parses one opened record.
-struct CParsedRecord {
-    int nFrom;
-    int nTo;
-    short nFlag;
-    std::string strPayload;
-    bool bWhole;  // the record was exactly one envelope
-};
-
-std::vector<CParsedRecord> OpenSequence(const CSealedRecords& sealer, const std::string& sequence)
-{
-    std::vector<std::string> records;
-    EXPECT_TRUE(SplitSealedSequence(sequence, &records));
-    std::vector<CParsedRecord> parsed;
-    for (const std::string& record : records) {
-        int result = -1;
-        std::vector<unsigned char> plain = OpenText(sealer, record, &result);
-        EXPECT_EQ(result, 0);
-        EXPECT_LE(plain.size(), kMaxSealedEnvelope);
-        CDataPdu pdu;
-        pdu.SerializeFromBuf(plain.data(), static_cast<int>(plain.size()));
-        const std::string payload = pdu.GetData() ? std::string(pdu.GetData(), static_cast<size_t>(pdu.GetDataLen())) : "";
-        parsed.push_back({pdu.GetUserFrom(), pdu.GetUserTo(), pdu.GetModifiedFlag(), payload,
-                          plain.size() == payload.size() + CDataPdu::kHeaderLen});
-    }
-    return parsed;
-}
-
 TEST(SealedDataUnits, EveryRecordOpensToOneCompleteEnvelope)
 {
     CSealedRecords sealer;
     const size_t chunk = kMaxSealedEnvelope - CDataPdu::kHeaderLen;
     for (size_t length : {size_t(0), size_t(5), chunk, chunk + 1, 3 * chunk + 7}) {
+        SCOPED_TRACE(length);
         std::string payload(length, '\0');
         for (size_t i = 0; i < length; ++i) payload[i] = static_cast<char>('a' + i % 26);
-        const std::vector<CParsedRecord> parsed =
-            OpenSequence(sealer, SealDataUnit(sealer, 1001, 1002, -1, payload));
-        ASSERT_EQ(parsed.size(), length == 0 ? 1u : (length + chunk - 1) / chunk) << length;
+        std::vector<std::string> records;
+        ASSERT_TRUE(SplitSealedSequence(SealDataUnit(sealer, 1001, 1002, -1, payload), &records));
+        ASSERT_EQ(records.size(), length == 0 ? 1u : (length + chunk - 1) / chunk);
         std::string joined;
-        for (const CParsedRecord& record : parsed) {
-            EXPECT_TRUE(record.bWhole);
-            EXPECT_EQ(record.nFrom, 1001);
-            EXPECT_EQ(record.nTo, 1002);
-            EXPECT_EQ(record.nFlag, -1);
-            joined += record.strPayload;
+        for (const std::string& record : records) {
+            // Parsed as the client parses one opened record.
+            int result = -1;
+            std::string plain = OpenText(sealer, record, &result);
+            ASSERT_EQ(result, 0);
+            EXPECT_LE(plain.size(), kMaxSealedEnvelope);
+            CDataPdu pdu;
+            pdu.SerializeFromBuf(&plain[0], static_cast<int>(plain.size()));
+            const std::string part = pdu.GetData() ? std::string(pdu.GetData(), size_t(pdu.GetDataLen())) : "";
+            EXPECT_EQ(plain.size(), part.size() + CDataPdu::kHeaderLen);  // exactly one envelope
+            EXPECT_EQ(pdu.GetUserFrom(), 1001);
+            EXPECT_EQ(pdu.GetUserTo(), 1002);
+            EXPECT_EQ(pdu.GetModifiedFlag(), -1);
+            joined += part;
         }
-        EXPECT_EQ(joined, payload) << length;
+        EXPECT_EQ(joined, payload);
     }
 }
 

@@ -2,14 +2,13 @@
 // lines of a parse, the deliberate SetData behaviour and the wire layout written back.
 #include "transport/DataPdu.h"
 
-#include "TraceCapture.h"
+#include "HostUICapture.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cstdint>
 #include <cstring>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -47,70 +46,56 @@ std::string Payload(const CDataPdu& pdu)
     return pdu.GetData() ? std::string(pdu.GetData(), static_cast<size_t>(pdu.GetDataLen())) : std::string();
 }
 
-struct ParseCase {
-    const char* name;
-    std::string bytes;
-    int from;
-    int to;
-    short flag;
-    std::string data;
-};
-
-// Names the case instead of dumping its bytes.
-void PrintTo(const ParseCase& c, std::ostream* os)
+TEST(DataPdu, ParseJoinsAcceptedPayloadsAndKeepsLastAcceptedHeader)
 {
-    *os << c.name;
-}
-
-class DataPduParse : public ::testing::TestWithParam<ParseCase> {};
-
-TEST_P(DataPduParse, JoinsAcceptedPayloadsAndKeepsLastAcceptedHeader)
-{
-    const ParseCase& c = GetParam();
-    std::vector<char> src = Exact(c.bytes);
-    CDataPdu pdu;
-    pdu.SerializeFromBuf(src.data(), static_cast<int>(src.size()));
-
-    EXPECT_EQ(pdu.GetUserFrom(), c.from);
-    EXPECT_EQ(pdu.GetUserTo(), c.to);
-    EXPECT_EQ(pdu.GetModifiedFlag(), c.flag);
-    ASSERT_EQ(pdu.GetDataLen(), static_cast<int>(c.data.size()));
-    ASSERT_NE(pdu.GetData(), nullptr);
-    EXPECT_EQ(Payload(pdu), c.data);
-    EXPECT_EQ(pdu.GetData()[pdu.GetDataLen()], '\0');
-}
-
-const std::string kAb = Envelope(1, 2, "ab", 0);
-
-INSTANTIATE_TEST_SUITE_P(
-    Envelopes, DataPduParse,
-    ::testing::Values(
-        ParseCase{"HeaderOnly", Header(7, 9, 0, 1), 7, 9, 1, ""},
-        ParseCase{"OnePayload", Envelope(7, 9, "hello", 0), 7, 9, 0, "hello"},
-        ParseCase{"PayloadWithZeroBytes", Envelope(7, 9, std::string("a\0b\0", 4), 0), 7, 9, 0,
-                  std::string("a\0b\0", 4)},
-        ParseCase{"TwoBackToBack", kAb + Envelope(3, 4, "cde", 1), 3, 4, 1, "abcde"},
-        ParseCase{"EmptyBetween", kAb + Header(5, 6, 0, 0) + Envelope(3, 4, "c", 1), 3, 4, 1, "abc"},
-        ParseCase{"Trailing13ByteFragment", kAb + Header(5, 6, 0, 1).substr(0, 13), 1, 2, 0, "ab"},
-        ParseCase{"Trailing1ByteFragment", kAb + "x", 1, 2, 0, "ab"},
-        ParseCase{"FlagFFFFIsMinusOne", Envelope(1, 2, "z", 0xFFFF), 1, 2, -1, "z"},
-        ParseCase{"FlagHighBitIsNegative", Envelope(1, 2, "z", 0x8000), 1, 2, SHRT_MIN, "z"},
-        ParseCase{"NegativeIds", Envelope(-1, INT_MIN, "z", 0), -1, INT_MIN, 0, "z"},
+    const std::string ab = Envelope(1, 2, "ab", 0);
+    const struct {
+        const char* name;
+        std::string bytes;
+        int from, to;
+        short flag;
+        std::string data;
+    } cases[] = {
+        {"header only", Header(7, 9, 0, 1), 7, 9, 1, ""},
+        {"one payload", Envelope(7, 9, "hello", 0), 7, 9, 0, "hello"},
+        {"payload with zero bytes", Envelope(7, 9, std::string("a\0b\0", 4), 0), 7, 9, 0, std::string("a\0b\0", 4)},
+        {"two back to back", ab + Envelope(3, 4, "cde", 1), 3, 4, 1, "abcde"},
+        {"empty between", ab + Header(5, 6, 0, 0) + Envelope(3, 4, "c", 1), 3, 4, 1, "abc"},
+        {"trailing 13-byte fragment", ab + Header(5, 6, 0, 1).substr(0, 13), 1, 2, 0, "ab"},
+        {"trailing 1-byte fragment", ab + "x", 1, 2, 0, "ab"},
+        {"flag FFFF is -1", Envelope(1, 2, "z", 0xFFFF), 1, 2, -1, "z"},
+        {"flag high bit is negative", Envelope(1, 2, "z", 0x8000), 1, 2, SHRT_MIN, "z"},
+        {"negative ids", Envelope(-1, INT_MIN, "z", 0), -1, INT_MIN, 0, "z"},
         // Lying length fields: parsing stops there and keeps what came before.
-        ParseCase{"FirstLengthOneTooLong", Header(1, 2, 4, 0) + "abc", 0, 0, 0, ""},
-        ParseCase{"LaterLengthPastEnd", kAb + Header(3, 4, 100, 1) + "cd", 1, 2, 0, "ab"},
-        ParseCase{"LaterLengthOneTooLong", kAb + Header(3, 4, 3, 1) + "cd", 1, 2, 0, "ab"},
-        ParseCase{"NegativeLength", kAb + Header(3, 4, -1, 1) + "cdefghijklmnopq", 1, 2, 0, "ab"},
-        ParseCase{"MostNegativeLength", Header(3, 4, INT_MIN, 1) + "cdef", 0, 0, 0, ""},
-        ParseCase{"HugeLength", kAb + Header(3, 4, INT_MAX, 1), 1, 2, 0, "ab"},
-        ParseCase{"LengthOverflowingPosition", kAb + Header(3, 4, INT_MAX - 13, 1) + "c", 1, 2, 0, "ab"}),
-    [](const ::testing::TestParamInfo<ParseCase>& param) { return std::string(param.param.name); });
+        {"first length one too long", Header(1, 2, 4, 0) + "abc", 0, 0, 0, ""},
+        {"later length past end", ab + Header(3, 4, 100, 1) + "cd", 1, 2, 0, "ab"},
+        {"later length one too long", ab + Header(3, 4, 3, 1) + "cd", 1, 2, 0, "ab"},
+        {"negative length", ab + Header(3, 4, -1, 1) + "cdefghijklmnopq", 1, 2, 0, "ab"},
+        {"most negative length", Header(3, 4, INT_MIN, 1) + "cdef", 0, 0, 0, ""},
+        {"huge length", ab + Header(3, 4, INT_MAX, 1), 1, 2, 0, "ab"},
+        {"length overflowing the position", ab + Header(3, 4, INT_MAX - 13, 1) + "c", 1, 2, 0, "ab"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::vector<char> src = Exact(c.bytes);
+        CDataPdu pdu;
+        pdu.SetData(nullptr, 4);  // a parse replaces a shorter payload held before
+        pdu.SerializeFromBuf(src.data(), static_cast<int>(src.size()));
+        EXPECT_EQ(pdu.GetUserFrom(), c.from);
+        EXPECT_EQ(pdu.GetUserTo(), c.to);
+        EXPECT_EQ(pdu.GetModifiedFlag(), c.flag);
+        ASSERT_EQ(pdu.GetDataLen(), static_cast<int>(c.data.size()));
+        ASSERT_NE(pdu.GetData(), nullptr);
+        EXPECT_EQ(Payload(pdu), c.data);
+        EXPECT_EQ(pdu.GetData()[pdu.GetDataLen()], '\0');
+    }
+}
 
 TEST(DataPdu, ShortOrNegativeLengthChangesNothing)
 {
     std::vector<char> src = Exact(Envelope(1, 2, "abcdef", 1));
     for (int len : {0, 1, 13, -1, -14, INT_MIN}) {
-        CTraceCapture trace;
+        CHostUICapture trace;
         CDataPdu pdu;
         pdu.SerializeFromBuf(src.data(), len);
         EXPECT_EQ(pdu.GetData(), nullptr) << len;
@@ -123,22 +108,10 @@ TEST(DataPdu, ShortOrNegativeLengthChangesNothing)
     EXPECT_EQ(pdu.GetData(), nullptr);
 }
 
-TEST(DataPdu, ParsingAgainReplacesThePayload)
-{
-    std::vector<char> first = Exact(Envelope(1, 2, "first payload", 0));
-    std::vector<char> second = Exact(Envelope(3, 4, "2nd", 1));
-    CDataPdu pdu;
-    pdu.SetData(nullptr, 40);
-    pdu.SerializeFromBuf(first.data(), static_cast<int>(first.size()));
-    pdu.SerializeFromBuf(second.data(), static_cast<int>(second.size()));
-    EXPECT_EQ(Payload(pdu), "2nd");
-    EXPECT_EQ(pdu.GetUserFrom(), 3);
-}
-
 TEST(DataPdu, TraceLinesOfATwoEnvelopeParse)
 {
     std::vector<char> src = Exact(Envelope(1, 2, "ab", 0) + Envelope(-3, 4, "cde", 0xFFFF));
-    CTraceCapture trace;
+    CHostUICapture trace;
     CDataPdu pdu;
     pdu.SerializeFromBuf(src.data(), static_cast<int>(src.size()));
     std::vector<std::string> expected = {
