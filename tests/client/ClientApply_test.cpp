@@ -3,7 +3,6 @@
 // its notices, and hostile PDUs.
 #include "ClientHarness.h"
 #include "ClientTraceCapture.h"
-#include "PanelProbe.h"
 
 #include "platform/NtGlobale.h"
 

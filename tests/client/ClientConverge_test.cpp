@@ -3,8 +3,6 @@
 // joiner rebuilds it from the cache. Texts include "]]>", "abc", line ends, non-ASCII UTF-8
 // and empty publishes.
 #include "ClientHarness.h"
-#include "PanelActions.h"
-#include "PanelProbe.h"
 
 #include <gtest/gtest.h>
 

@@ -25,13 +25,6 @@ void AddNetInfo(CNoteClient& client, const std::string& text)
     client.m_aNetInfo.push_back(entry);
 }
 
-std::vector<std::string> NetInfo(const CNoteClient& client)
-{
-    std::vector<std::string> entries;
-    for (const char* entry : client.m_aNetInfo) entries.push_back(entry ? entry : "<null>");
-    return entries;
-}
-
 CNoteChangeInfoPDU Change(const std::string& text, int cacheId)
 {
     CNoteChangeInfoPDU pdu;

@@ -37,13 +37,6 @@ CHeadlessTextView& View(CNoteClient& client)
     return static_cast<CHeadlessTextView&>(static_cast<NoteViewController*>(client.GetPanel())->View());
 }
 
-std::vector<std::string> NetInfo(const CNoteClient& client)
-{
-    std::vector<std::string> entries;
-    for (const char* entry : client.m_aNetInfo) entries.push_back(entry ? entry : "<null>");
-    return entries;
-}
-
 class MeetingTest : public ::testing::Test {
 protected:
     MeetingTest()

@@ -1,7 +1,7 @@
 // Saving, exporting and publishing: the paths the client picks, the dialog, the privilege
 // check, the file the panel writes and the state a save leaves.
 #include "ClientHarness.h"
-#include "PanelProbe.h"
+#include "ClientTraceCapture.h"
 #include "../panel/SaveChooser.h"
 
 #include <gtest/gtest.h>

@@ -11,8 +11,6 @@
 //   - the note taker hands over, and the notepad type changes mid-meeting.
 #include "ClientHarness.h"
 #include "ClientTempDir.h"
-#include "PanelActions.h"
-#include "PanelProbe.h"
 #include "platform/LoadLocalizedString.h"
 
 #include <gtest/gtest.h>

@@ -2,7 +2,6 @@
 // when nothing is sent, the save-record copy, and the two small panel and host notices.
 #include "ClientHarness.h"
 #include "ClientTraceCapture.h"
-#include "PanelActions.h"
 #include "PutRecorder.h"
 
 #include "transport/NoteCmprs.h"

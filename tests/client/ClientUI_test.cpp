@@ -1,7 +1,7 @@
 // The client's side of the panel: notepad and user types, the controls SetCtrl derives, the
 // panel's messages to the client, and the tick's scroll countdown and file-save tracking.
 #include "ClientHarness.h"
-#include "PanelProbe.h"
+#include "ClientTraceCapture.h"
 
 #include <gtest/gtest.h>
 
@@ -51,12 +51,12 @@ TEST(ClientNotepadType, SwitchingSetsTheLimitTheBufferAndResetsTheDocument)
         client.m_bHasContent = 1;
         client.m_strOldMsg = "old text";
         client.m_SaveInfo.m_vecChangeInfoPdu.resize(2);
-        CPanelMessageLog log;
+        CClientTraceCapture log;
 
         EXPECT_EQ(0, client.SetNotepadType(step.type));
 
-        ASSERT_FALSE(log.m_vecMessages.empty());
-        EXPECT_EQ(NOTEUI_ABORT_SAVE_DIALOG, log.m_vecMessages.front());
+        ASSERT_FALSE(log.PanelMessages().empty());
+        EXPECT_EQ(NOTEUI_ABORT_SAVE_DIALOG, log.PanelMessages().front());
         EXPECT_EQ(step.maxLen, client.m_nMaxTextLen);
         EXPECT_EQ(step.bufSize, client.m_nTextBufSize);
         ASSERT_NE(nullptr, client.m_pTextBuf);
@@ -83,9 +83,9 @@ TEST(ClientNotepadType, TheSameTypeAgainChangesNothing)
     ViewOf(client).SetText("captions so far");
     client.m_strSaveFileName = "/tmp/cc.txt";
     const char* buffer = client.m_pTextBuf;
-    CPanelMessageLog log;
+    CClientTraceCapture log;
     EXPECT_EQ(0, client.SetNotepadType(NOTETAKER_CLOSED_CAPTIONS));
-    EXPECT_TRUE(log.m_vecMessages.empty());
+    EXPECT_TRUE(log.PanelMessages().empty());
     EXPECT_EQ(buffer, client.m_pTextBuf);
     EXPECT_EQ("captions so far", ViewOf(client).Text());
     EXPECT_EQ("/tmp/cc.txt", client.m_strSaveFileName);
@@ -127,12 +127,12 @@ TEST(ClientControls, EachNotepadAndRoleGetsItsControlsInOrder)
         client.m_strLastFileSaveContent = "saved";
         std::vector<std::string>& calls = harness.SinkOf(client).m_vecCalls;
         calls.clear();
-        CPanelMessageLog log;
+        CClientTraceCapture log;
 
         client.SetCtrl();
 
-        EXPECT_EQ(row.order, log.Only(kControls));
-        EXPECT_EQ(NOTEUI_ENABLE_SAVE, log.Only(kSaveAndControls).back());
+        EXPECT_EQ(row.order, log.PanelMessages(kControls));
+        EXPECT_EQ(NOTEUI_ENABLE_SAVE, log.PanelMessages(kSaveAndControls).back());
         EXPECT_EQ(row.readOnly, view.IsReadOnly());
         EXPECT_EQ(row.publishVisible, view.IsPublishVisible());
         if (row.order.size() == 3) {
@@ -159,9 +159,9 @@ TEST(ClientControls, NothingWithoutAHostSink)
     CNoteClient& client = harness.Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
     client.m_pHostSink = nullptr;
     ViewOf(client).SetText("text");
-    CPanelMessageLog log;
+    CClientTraceCapture log;
     client.SetCtrl();
-    EXPECT_TRUE(log.m_vecMessages.empty());
+    EXPECT_TRUE(log.PanelMessages().empty());
 }
 
 // --- the user type
@@ -170,10 +170,10 @@ TEST(ClientUserType, TheSameTypeAgainStillResendsItAndTheControls)
 {
     CClientHarness harness;
     CNoteClient& client = harness.Join(1, NOTETAKER_SINGLE, NOTE_USER_READER);
-    CPanelMessageLog log;
+    CClientTraceCapture log;
     EXPECT_EQ(0, client.SetUserType(NOTE_USER_READER));
     EXPECT_EQ((std::vector<int>{NOTEUI_SET_USER_TYPE, NOTEUI_SET_READ_ONLY, NOTEUI_SHOW_PUBLISH}),
-              log.Only({NOTEUI_SET_USER_TYPE, NOTEUI_SET_READ_ONLY, NOTEUI_SHOW_PUBLISH}));
+              log.PanelMessages({NOTEUI_SET_USER_TYPE, NOTEUI_SET_READ_ONLY, NOTEUI_SHOW_PUBLISH}));
 }
 
 TEST(ClientUserType, AWriterBecomingReaderLosesTheUnsentEdits)
@@ -271,16 +271,15 @@ TEST(ClientUIMessages, TextChangedAndUnknownNumbers)
     CClientHarness harness;
     CNoteClient& client = harness.Join(1, NOTETAKER_ALL_PARTICIPANTS, NOTE_USER_WRITER);
     client.m_bTextChanged = 0;
-    CPanelMessageLog log;
+    CClientTraceCapture log;
     for (int unknown : {0, 2016, 2022})
         EXPECT_EQ(0, client.HandleUIMessage(unknown, nullptr, nullptr));
     EXPECT_EQ(0, client.m_bTextChanged);
-    EXPECT_TRUE(log.m_vecMessages.empty());
+    EXPECT_TRUE(log.PanelMessages().empty());
     EXPECT_EQ(0, client.HandleUIMessage(NOTEUI_TEXT_CHANGED, nullptr, nullptr));
     EXPECT_EQ(1, client.m_bTextChanged);
-    ASSERT_EQ(4u, log.m_vecLines.size());
-    EXPECT_EQ("CNoteClient::HandleUIMessage 2016", log.m_vecLines[1]);
-    EXPECT_EQ("CNoteClient::HandleUIMessage 2021", log.m_vecLines[3]);
+    EXPECT_EQ(1, log.Count("CNoteClient::HandleUIMessage 2016"));
+    EXPECT_EQ(1, log.Count("CNoteClient::HandleUIMessage 2021"));
 }
 
 TEST(ClientUIMessages, SendingAnEditUpdatesContentAndPublish)
@@ -338,9 +337,9 @@ TEST(ClientTick, NothingChangedNothingSent)
     CNoteClient& client = harness.Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
     client.m_bTextChanged = 0;
     harness.SinkOf(client).m_vecCalls.clear();
-    CPanelMessageLog log;
+    CClientTraceCapture log;
     client.OnTick();
-    EXPECT_TRUE(log.m_vecMessages.empty());
+    EXPECT_TRUE(log.PanelMessages().empty());
     EXPECT_TRUE(harness.SinkOf(client).m_vecCalls.empty());
 }
 
@@ -416,9 +415,9 @@ TEST(ClientTick, TheWriterPublishButtonFollowsTextOrContent)
         CNoteClient& client = harness.Join(1, c.type, c.user);
         harness.Type(client, c.text);
         client.m_bHasContent = c.hasContent;
-        CPanelMessageLog log;
+        CClientTraceCapture log;
         client.OnTick();
-        const std::vector<int> sent = log.Only({NOTEUI_ENABLE_PUBLISH});
+        const std::vector<int> sent = log.PanelMessages({NOTEUI_ENABLE_PUBLISH});
         EXPECT_EQ(c.publish < 0 ? 0u : 1u, sent.size()) << c.type << "/" << c.user;
         if (c.publish >= 0) {
             EXPECT_EQ(c.publish == 1, ViewOf(client).IsPublishEnabled());
