@@ -2,7 +2,7 @@
 // when nothing is sent, the save-record copy, and the two small panel and host notices.
 #include "ClientHarness.h"
 #include "ClientTraceCapture.h"
-#include "PutRecorder.h"
+#include "ScriptedArmService.h"
 
 #include "transport/NoteCmprs.h"
 
@@ -56,7 +56,7 @@ protected:
         return client;
     }
 
-    const std::vector<CPutRecorder::SPut>& Puts() const { return m_pService->Puts(); }
+    const std::vector<CScriptedArmService::SPut>& Puts() const { return m_pService->Puts(); }
 
     // The change PDU of put i.
     CNoteChangeInfoPDU PutPdu(size_t i)
@@ -171,7 +171,7 @@ TEST(ClientSendPut, ArgumentsFollowNotepadTypeAndRecordingStatus)
         harness.Type(writer, "first second");
         harness.Publish(writer);
         ASSERT_EQ(service.Puts().size(), 2u) << c.type << " " << c.nbrStatus;
-        for (const CPutRecorder::SPut& put : service.Puts()) {
+        for (const CScriptedArmService::SPut& put : service.Puts()) {
             EXPECT_EQ(put.nAttachId, writer.m_nApeUserId);
             EXPECT_EQ(put.nCacheHandle, writer.m_nChangeCacheHandle);
             EXPECT_NE(put.nCacheHandle, 0u);

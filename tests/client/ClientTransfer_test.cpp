@@ -3,7 +3,7 @@
 // cache of the in-process conference.
 #include "ClientHarness.h"
 #include "ClientTraceCapture.h"
-#include "PutRecorder.h"
+#include "ScriptedArmService.h"
 
 #include <gtest/gtest.h>
 
@@ -353,10 +353,10 @@ protected:
         for (const auto& change : changes)
             client.m_SaveInfo.m_vecChangeInfoPdu.push_back(Change(change.first, change.second));
     }
-    static std::vector<std::string> Texts(const std::vector<CPutRecorder::SPut>& puts)
+    static std::vector<std::string> Texts(const std::vector<CScriptedArmService::SPut>& puts)
     {
         std::vector<std::string> texts;
-        for (const CPutRecorder::SPut& put : puts) texts.push_back(Unpacked(put.strBytes).GetNoteMsg());
+        for (const CScriptedArmService::SPut& put : puts) texts.push_back(Unpacked(put.strBytes).GetNoteMsg());
         return texts;
     }
 };
@@ -376,7 +376,7 @@ TEST_F(ResendTest, EveryChangeReachesTheCacheWithCacheIdZero)
     EXPECT_EQ((std::vector<std::string>{"one", "two", "three"}), Texts(service.Puts()));
     const unsigned expectedFlags[] = {0x1000090u, 0x1000000u, 0x1000090u};
     for (size_t i = 0; i < 3; ++i) {
-        const CPutRecorder::SPut& put = service.Puts()[i];
+        const CScriptedArmService::SPut& put = service.Puts()[i];
         EXPECT_EQ(0, put.nResult) << i;
         EXPECT_EQ(client.m_nApeUserId, put.nAttachId);
         EXPECT_EQ(client.m_nChangeCacheHandle, put.nCacheHandle);

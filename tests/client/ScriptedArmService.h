@@ -1,10 +1,17 @@
-// A conference service for client tests that never answers by itself: it records each call in
-// a line of text, returns the results a test scripted, and keeps the sinks it was given, so a
-// test drives the handshake one callback at a time and reaches cases (already connected, a
-// refused connect, an enrolment without resources) that no real conference produces on demand.
-// Decrypt opens a record made by Seal ("S" and hexadecimal) and refuses anything else. Owned by the test;
-// Release is only recorded.
+// A conference service for client tests, in two modes.
+//
+// Alone, it never answers by itself: it records each call in a line of text, returns the
+// results a test scripted, and keeps the sinks it was given, so a test drives the handshake one
+// callback at a time and reaches cases (already connected, a refused connect, an enrolment
+// without resources) that no real conference produces on demand. It has no memory handles, and
+// Decrypt opens a record made by Seal ("S" and hexadecimal) and refuses anything else.
+//
+// In front of another service (CRecordedService puts it between a client and its service), it
+// forwards every operation and records the cache puts, with the bytes of their handles and the
+// service's answer, and counts the freed handles.
 #pragma once
+
+#include "client/CNoteClient.h"
 
 #include "tessarinnote/armservice.h"
 
@@ -18,6 +25,7 @@
 
 class CScriptedArmService : public IArmService {
 public:
+    explicit CScriptedArmService(IArmService* inner = nullptr) : m_pInner(inner) {}
     ~CScriptedArmService() override
     {
         for (void* buffer : m_setOpened) std::free(buffer);
@@ -30,6 +38,7 @@ public:
     int m_nEnrollResult = 0;
     unsigned m_nAttachIdToWrite = 7;
     std::uint64_t m_nConferenceFlags = 0;
+    unsigned m_nDecryptConference = 1;  // the conference handle Decrypt accepts
 
     // What the client handed over.
     std::vector<std::string> m_vecCalls;
@@ -44,28 +53,38 @@ public:
     ARMCapability m_capability = {};
     std::string m_strCapabilityKey;
     std::string m_strEnrollValue;
-    std::string m_strAllocName;  // the 64 name bytes of the first NameHandles record
+    std::string m_strAllocName;            // the 64 name bytes of the first NameHandles record
     std::vector<std::string> m_vecOpened;  // records Decrypt opened, in order
     std::uint64_t m_nQueriedHandle = 0;
-
     std::set<void*> m_setOpened;  // Decrypt buffers not freed yet
 
-    int ArmService_Release() override { return Record("Release"); }
+    // Forwarding: the puts, and the handles freed.
+    struct SPut {
+        unsigned nAttachId, nCacheHandle, nItemId, nMode, nFlags, nPriority;
+        int nResult;
+        std::string strBytes;
+    };
+    std::vector<SPut> m_vecPuts;
+    int m_nFrees = 0;
+
+    int ArmService_Release() override { return m_pInner ? m_pInner->ArmService_Release() : Record("Release"); }
     int ArmService_Connect(IArmNodeControllerSink* sink, const char* name, unsigned a, unsigned b,
                            unsigned c) override
     {
+        if (m_pInner) return m_pInner->ArmService_Connect(sink, name, a, b, c);
         m_pNodeSink = sink;
-        Record("Connect '" + std::string(name ? name : "(null)") + "' " + Num(a) + " " + Num(b) + " " + Num(c));
+        Record("Connect '" + std::string(name) + "' " + Num(a) + " " + Num(b) + " " + Num(c));
         return m_nConnectResult;
     }
     int ArmService_Disconnect(IArmNodeControllerSink* sink, unsigned reason) override
     {
+        if (m_pInner) return m_pInner->ArmService_Disconnect(sink, reason);
         m_pDisconnectSink = sink;
         return Record("Disconnect " + Num(reason));
     }
     int ArmService_QueryConference(unsigned queryId, void* record) override
     {
-        if (queryId != ARM_QUERY_CONFERENCE_FLAGS || !record) return 1;
+        if (m_pInner) return m_pInner->ArmService_QueryConference(queryId, record);
         ARMConferenceQuery* query = static_cast<ARMConferenceQuery*>(record);
         m_nQueriedHandle = query->conferenceHandle;
         query->flags = m_nConferenceFlags;
@@ -74,49 +93,55 @@ public:
     int ArmService_JoinConference(unsigned reserved, unsigned conference, IArmConferenceSink* sink,
                                   unsigned mode) override
     {
+        if (m_pInner) return m_pInner->ArmService_JoinConference(reserved, conference, sink, mode);
         m_pConferenceSink = sink;
         Record("Join " + Num(reserved) + " " + Num(conference) + " " + Num(mode));
         return m_nJoinResult;
     }
     int ArmService_LeaveConference(unsigned reserved, unsigned conference, IArmConferenceSink* sink) override
     {
+        if (m_pInner) return m_pInner->ArmService_LeaveConference(reserved, conference, sink);
         m_pLeaveSink = sink;
         return Record("Leave " + Num(reserved) + " " + Num(conference));
     }
     int ArmService_AttachUser(IArmApeSink* sink, unsigned reserved, unsigned short conference,
                               unsigned* attachId) override
     {
+        if (m_pInner) return m_pInner->ArmService_AttachUser(sink, reserved, conference, attachId);
         m_pApeSink = sink;
         Record("Attach " + Num(reserved) + " " + Num(conference));
-        if (m_nAttachResult == 0 && attachId) *attachId = m_nAttachIdToWrite;
+        if (m_nAttachResult == 0) *attachId = m_nAttachIdToWrite;
         return m_nAttachResult;
     }
     int ArmService_Enroll(unsigned attachId, unsigned resourceClass, unsigned session, unsigned reserved,
                           unsigned count, const ARMCapability* capability, const char* value,
                           unsigned valueLength, unsigned mode) override
     {
-        if (capability) {
-            std::memcpy(&m_capability, capability, sizeof m_capability);
-            m_strCapabilityKey = capability->pszKey ? capability->pszKey : "(null)";
-        }
-        m_strEnrollValue = value ? std::string(value, valueLength) : std::string("(null)");
+        if (m_pInner)
+            return m_pInner->ArmService_Enroll(attachId, resourceClass, session, reserved, count, capability,
+                                               value, valueLength, mode);
+        std::memcpy(&m_capability, capability, sizeof m_capability);
+        m_strCapabilityKey = capability->pszKey;
+        m_strEnrollValue = std::string(value, valueLength);
         Record("Enroll " + Num(attachId) + " " + Num(resourceClass) + " " + Num(session) + " " + Num(reserved) +
                " " + Num(count) + " " + Num(valueLength) + " " + Num(mode));
         return m_nEnrollResult;
     }
-    int ArmService_DetachUser(unsigned attachId) override { return Record("Detach " + Num(attachId)); }
-    int ArmService_Decrypt(unsigned conference, unsigned length, const unsigned char* sealed, unsigned char** out,
-                           unsigned* outLength, unsigned /*reserved*/) override
+    int ArmService_DetachUser(unsigned attachId) override
     {
-        if (!out || !outLength) return 1;
+        return m_pInner ? m_pInner->ArmService_DetachUser(attachId) : Record("Detach " + Num(attachId));
+    }
+    int ArmService_Decrypt(unsigned conference, unsigned length, const unsigned char* sealed, unsigned char** out,
+                           unsigned* outLength, unsigned reserved) override
+    {
+        if (m_pInner) return m_pInner->ArmService_Decrypt(conference, length, sealed, out, outLength, reserved);
         *out = nullptr;
         *outLength = 0;
-        const std::string record = sealed ? std::string(reinterpret_cast<const char*>(sealed), length) : "";
+        const std::string record(reinterpret_cast<const char*>(sealed), length);
         m_vecOpened.push_back(record);
         std::string plain;
         if (conference != m_nDecryptConference || !Unhex(record, &plain)) return 4;
         unsigned char* buffer = static_cast<unsigned char*>(std::malloc(plain.size() + 1));
-        if (!buffer) return 1;
         std::memcpy(buffer, plain.data(), plain.size());
         m_setOpened.insert(buffer);
         *out = buffer;
@@ -125,53 +150,85 @@ public:
     }
     int ArmService_FreeBuffer(void* buffer) override
     {
+        if (m_pInner) return m_pInner->ArmService_FreeBuffer(buffer);
         if (m_setOpened.erase(buffer) == 0) return 1;
         std::free(buffer);
         return 0;
     }
     int ArmService_RegisterResources(unsigned attachId, IArmSharedDataSink* sink, short count,
-                                     ARMSessionResource* /*resources*/) override
+                                     ARMSessionResource* resources) override
     {
+        if (m_pInner) return m_pInner->ArmService_RegisterResources(attachId, sink, count, resources);
         m_pSharedSink = sink;
         return Record("RegisterResources " + Num(attachId) + " " + Num(static_cast<unsigned>(count)));
     }
     int ArmService_AllocNameHandles(unsigned attachId, unsigned count, NameHandles* names,
                                     IArmAllocHandleSink* sink) override
     {
+        if (m_pInner) return m_pInner->ArmService_AllocNameHandles(attachId, count, names, sink);
         m_pAllocSink = sink;
-        m_strAllocName = names ? std::string(names[0].szName, sizeof names[0].szName) : std::string();
-        return Record("AllocNameHandles " + Num(attachId) + " " + Num(count) + " " +
-                      (names ? std::string(names[0].szName) + " " + Num(names[0].nHandle) : "(null)"));
+        m_strAllocName = std::string(names[0].szName, sizeof names[0].szName);
+        return Record("AllocNameHandles " + Num(attachId) + " " + Num(count) + " " + names[0].szName + " " +
+                      Num(names[0].nHandle));
     }
     int ArmService_PutCacheItem(unsigned attachId, unsigned cacheHandle, unsigned reserved, unsigned itemId,
                                 unsigned mode, unsigned flags, unsigned memHandle, unsigned reserved2,
                                 unsigned priority) override
     {
-        return Record("Put " + Num(attachId) + " " + Num(cacheHandle) + " " + Num(reserved) + " " + Num(itemId) +
-                      " " + Num(mode) + " " + Hex(flags) + " " + Num(memHandle) + " " + Num(reserved2) + " " +
-                      Num(priority));
+        if (!m_pInner) {
+            char hex[16];
+            std::snprintf(hex, sizeof hex, "0x%x", flags);
+            return Record("Put " + Num(attachId) + " " + Num(cacheHandle) + " " + Num(reserved) + " " + Num(itemId) +
+                          " " + Num(mode) + " " + hex + " " + Num(memHandle) + " " + Num(reserved2) + " " +
+                          Num(priority));
+        }
+        SPut put = {attachId, cacheHandle, itemId, mode, flags, priority, 0, std::string()};
+        unsigned size = 0;
+        if (memHandle && m_pInner->ArmService_GetMemHandleSize(memHandle, &size) == 0) {
+            put.strBytes.resize(size);
+            if (size) m_pInner->ArmService_ReadMemHandle(memHandle, 0, &put.strBytes[0], &size);
+        }
+        put.nResult = m_pInner->ArmService_PutCacheItem(attachId, cacheHandle, reserved, itemId, mode, flags,
+                                                        memHandle, reserved2, priority);
+        m_vecPuts.push_back(put);
+        return put.nResult;
     }
     int ArmService_SubscribeCache(unsigned attachId, unsigned cacheHandle, unsigned reserved, unsigned mode,
                                   unsigned depth, IArmSharedDataSink* sink) override
     {
+        if (m_pInner) return m_pInner->ArmService_SubscribeCache(attachId, cacheHandle, reserved, mode, depth, sink);
         m_pSharedSink = sink;
         return Record("Subscribe " + Num(attachId) + " " + Num(cacheHandle) + " " + Num(reserved) + " " + Num(mode) +
                       " " + Num(depth));
     }
     int ArmService_RegisterRscCallBack(unsigned attachId, ARMRscCallBack callback) override
     {
+        if (m_pInner) return m_pInner->ArmService_RegisterRscCallBack(attachId, callback);
         m_pRscCallBack = callback;
         return Record("RegisterRscCallBack " + Num(attachId));
     }
-    // No memory handles: every item reads as empty.
-    int ArmService_AllocMemHandle(unsigned /*size*/, unsigned* /*handle*/) override { return 1; }
-    int ArmService_FreeMemHandle(unsigned /*handle*/) override { return 1; }
-    int ArmService_GetMemHandleSize(unsigned /*handle*/, unsigned* /*size*/) override { return 1; }
-    int ArmService_WriteMemHandle(unsigned, unsigned, const void*, unsigned) override { return 1; }
-    int ArmService_ReadMemHandle(unsigned, unsigned, void*, unsigned*) override { return 1; }
-
-    // The conference handle Decrypt accepts.
-    unsigned m_nDecryptConference = 1;
+    // Alone, no memory handles: every item reads as empty.
+    int ArmService_AllocMemHandle(unsigned size, unsigned* handle) override
+    {
+        return m_pInner ? m_pInner->ArmService_AllocMemHandle(size, handle) : 1;
+    }
+    int ArmService_FreeMemHandle(unsigned handle) override
+    {
+        ++m_nFrees;
+        return m_pInner ? m_pInner->ArmService_FreeMemHandle(handle) : 1;
+    }
+    int ArmService_GetMemHandleSize(unsigned handle, unsigned* size) override
+    {
+        return m_pInner ? m_pInner->ArmService_GetMemHandleSize(handle, size) : 1;
+    }
+    int ArmService_WriteMemHandle(unsigned handle, unsigned offset, const void* data, unsigned size) override
+    {
+        return m_pInner ? m_pInner->ArmService_WriteMemHandle(handle, offset, data, size) : 1;
+    }
+    int ArmService_ReadMemHandle(unsigned handle, unsigned offset, void* out, unsigned* size) override
+    {
+        return m_pInner ? m_pInner->ArmService_ReadMemHandle(handle, offset, out, size) : 1;
+    }
 
     // Calls recorded since the last Take, and forgets them.
     std::vector<std::string> Take()
@@ -186,10 +243,7 @@ public:
     {
         static const char kDigits[] = "0123456789abcdef";
         std::string record = "S";
-        for (unsigned char c : plain) {
-            record += kDigits[c >> 4];
-            record += kDigits[c & 15];
-        }
+        for (unsigned char c : plain) record += std::string{kDigits[c >> 4], kDigits[c & 15]};
         return record;
     }
 
@@ -217,10 +271,27 @@ private:
         return 0;
     }
     static std::string Num(unsigned value) { return std::to_string(value); }
-    static std::string Hex(unsigned value)
+
+    IArmService* m_pInner;
+};
+
+// Puts a forwarding CScriptedArmService between a client and its service while it lives.
+class CRecordedService {
+public:
+    explicit CRecordedService(CNoteClient& client)
+        : m_rClient(client), m_pInner(client.m_pArmService), m_recorder(client.m_pArmService)
     {
-        char text[16];
-        std::snprintf(text, sizeof text, "0x%x", value);
-        return text;
+        client.m_pArmService = &m_recorder;
     }
+    ~CRecordedService() { m_rClient.m_pArmService = m_pInner; }
+    CRecordedService(const CRecordedService&) = delete;
+    CRecordedService& operator=(const CRecordedService&) = delete;
+
+    const std::vector<CScriptedArmService::SPut>& Puts() const { return m_recorder.m_vecPuts; }
+    int Frees() const { return m_recorder.m_nFrees; }
+
+private:
+    CNoteClient& m_rClient;
+    IArmService* m_pInner;
+    CScriptedArmService m_recorder;
 };
