@@ -11,14 +11,19 @@
 // service's answer, and counts the freed handles.
 #pragma once
 
-#include "client/CNoteClient.h"
+#include "ClientHarness.h"
+#include "ClientTraceCapture.h"
 
 #include "tessarinnote/armservice.h"
+#include "tessarinnote/uiinterface.h"
+
+#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -294,4 +299,63 @@ private:
     CNoteClient& m_rClient;
     IArmService* m_pInner;
     CScriptedArmService m_recorder;
+};
+
+// The conference, session and user of a client on a scripted service.
+constexpr unsigned kScriptedConference = 5;
+constexpr unsigned kScriptedSession = 6;
+constexpr unsigned kScriptedUserId = 4711;
+
+inline _tagNoteData ScriptedNoteData(IArmService* service, INoteHostSink* sink = nullptr)
+{
+    _tagNoteData data;
+    std::memset(&data, 0, sizeof data);
+    data.pHostSink = sink;
+    data.pArmService = service;
+    data.conferenceHandle = kScriptedConference;
+    data.sessionHandle = kScriptedSession;
+    data.nUserId = kScriptedUserId;
+    return data;
+}
+
+// A client initialised on service (a run loop must be current), with a headless panel.
+inline std::unique_ptr<CNoteClient> NewScriptedClient(IArmService& service, INoteHostSink* sink = nullptr)
+{
+    std::unique_ptr<CNoteClient> client(new CNoteClient);
+    _tagNoteData data = ScriptedNoteData(&service, sink);
+    client->Initialize(data);
+    void* panel = nullptr;
+    CreateUI(&panel, nullptr, client.get());
+    client->SetPanel(panel);
+    return client;
+}
+
+// A session-resource message carrying bytes (which must outlive it).
+inline ARMMsg_SessRscInd ResourceMessage(const std::string& bytes, unsigned kind = 0, const char* name = "NoteTake")
+{
+    ARMMsg_SessRscInd message;
+    message.pszResourceName = name;
+    message.nLength = static_cast<std::uint32_t>(bytes.size());
+    message.pData = reinterpret_cast<const unsigned char*>(bytes.data());
+    message.nKind = kind;
+    return message;
+}
+
+// A client on a scripted service, with a host sink and a headless panel, made in SetUp after
+// the test's run loop; the calls of its Initialize are taken.
+class ScriptedClientTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_client = NewScriptedClient(m_service, &m_sink);
+        m_service.Take();
+    }
+    void TearDown() override { m_client.reset(); }
+
+    CManualRunLoop m_loop{1000.0};
+    CRunLoopScope m_scope{m_loop};
+    CClientTraceCapture m_trace;
+    CScriptedArmService m_service;
+    CRecordingHostSink m_sink;
+    std::unique_ptr<CNoteClient> m_client;
 };
