@@ -1,10 +1,10 @@
 // A conference service for client tests, in two modes.
 //
-// Alone, it never answers by itself: it records each call in a line of text, returns the
-// results a test scripted, and keeps the sinks it was given, so a test drives the handshake one
-// callback at a time and reaches cases (already connected, a refused connect, an enrolment
-// without resources) that no real conference produces on demand. It has no memory handles, and
-// Decrypt opens a record made by Seal ("S" and hexadecimal) and refuses anything else.
+// Alone, it never answers by itself: it records each call in a line of text and returns the
+// results a test scripted, so a test drives the handshake one callback at a time and reaches
+// cases (already connected, a refused connect, an enrolment without resources) that no real
+// conference produces on demand. It has no memory handles, and Decrypt opens a record made by
+// Seal ("S" and hexadecimal) and refuses anything else.
 //
 // In front of another service (CRecordedService puts it between a client and its service), it
 // forwards every operation and records the cache puts, with the bytes of their handles and the
@@ -39,7 +39,6 @@ public:
     // Scripted results.
     int m_nConnectResult = 0;
     int m_nJoinResult = 0;
-    int m_nAttachResult = 0;
     int m_nEnrollResult = 0;
     unsigned m_nAttachIdToWrite = 7;
     std::uint64_t m_nConferenceFlags = 0;
@@ -47,14 +46,6 @@ public:
 
     // What the client handed over.
     std::vector<std::string> m_vecCalls;
-    IArmNodeControllerSink* m_pNodeSink = nullptr;
-    IArmConferenceSink* m_pConferenceSink = nullptr;
-    IArmApeSink* m_pApeSink = nullptr;
-    IArmSharedDataSink* m_pSharedSink = nullptr;
-    IArmAllocHandleSink* m_pAllocSink = nullptr;
-    IArmConferenceSink* m_pLeaveSink = nullptr;
-    IArmNodeControllerSink* m_pDisconnectSink = nullptr;
-    ARMRscCallBack m_pRscCallBack = nullptr;
     ARMCapability m_capability = {};
     std::string m_strCapabilityKey;
     std::string m_strEnrollValue;
@@ -77,15 +68,12 @@ public:
                            unsigned c) override
     {
         if (m_pInner) return m_pInner->ArmService_Connect(sink, name, a, b, c);
-        m_pNodeSink = sink;
         Record("Connect '" + std::string(name) + "' " + Num(a) + " " + Num(b) + " " + Num(c));
         return m_nConnectResult;
     }
     int ArmService_Disconnect(IArmNodeControllerSink* sink, unsigned reason) override
     {
-        if (m_pInner) return m_pInner->ArmService_Disconnect(sink, reason);
-        m_pDisconnectSink = sink;
-        return Record("Disconnect " + Num(reason));
+        return m_pInner ? m_pInner->ArmService_Disconnect(sink, reason) : Record("Disconnect " + Num(reason));
     }
     int ArmService_QueryConference(unsigned queryId, void* record) override
     {
@@ -99,24 +87,20 @@ public:
                                   unsigned mode) override
     {
         if (m_pInner) return m_pInner->ArmService_JoinConference(reserved, conference, sink, mode);
-        m_pConferenceSink = sink;
         Record("Join " + Num(reserved) + " " + Num(conference) + " " + Num(mode));
         return m_nJoinResult;
     }
     int ArmService_LeaveConference(unsigned reserved, unsigned conference, IArmConferenceSink* sink) override
     {
         if (m_pInner) return m_pInner->ArmService_LeaveConference(reserved, conference, sink);
-        m_pLeaveSink = sink;
         return Record("Leave " + Num(reserved) + " " + Num(conference));
     }
     int ArmService_AttachUser(IArmApeSink* sink, unsigned reserved, unsigned short conference,
                               unsigned* attachId) override
     {
         if (m_pInner) return m_pInner->ArmService_AttachUser(sink, reserved, conference, attachId);
-        m_pApeSink = sink;
-        Record("Attach " + Num(reserved) + " " + Num(conference));
-        if (m_nAttachResult == 0) *attachId = m_nAttachIdToWrite;
-        return m_nAttachResult;
+        *attachId = m_nAttachIdToWrite;
+        return Record("Attach " + Num(reserved) + " " + Num(conference));
     }
     int ArmService_Enroll(unsigned attachId, unsigned resourceClass, unsigned session, unsigned reserved,
                           unsigned count, const ARMCapability* capability, const char* value,
@@ -164,14 +148,12 @@ public:
                                      ARMSessionResource* resources) override
     {
         if (m_pInner) return m_pInner->ArmService_RegisterResources(attachId, sink, count, resources);
-        m_pSharedSink = sink;
         return Record("RegisterResources " + Num(attachId) + " " + Num(static_cast<unsigned>(count)));
     }
     int ArmService_AllocNameHandles(unsigned attachId, unsigned count, NameHandles* names,
                                     IArmAllocHandleSink* sink) override
     {
         if (m_pInner) return m_pInner->ArmService_AllocNameHandles(attachId, count, names, sink);
-        m_pAllocSink = sink;
         m_strAllocName = std::string(names[0].szName, sizeof names[0].szName);
         return Record("AllocNameHandles " + Num(attachId) + " " + Num(count) + " " + names[0].szName + " " +
                       Num(names[0].nHandle));
@@ -202,14 +184,12 @@ public:
                                   unsigned depth, IArmSharedDataSink* sink) override
     {
         if (m_pInner) return m_pInner->ArmService_SubscribeCache(attachId, cacheHandle, reserved, mode, depth, sink);
-        m_pSharedSink = sink;
         return Record("Subscribe " + Num(attachId) + " " + Num(cacheHandle) + " " + Num(reserved) + " " + Num(mode) +
                       " " + Num(depth));
     }
     int ArmService_RegisterRscCallBack(unsigned attachId, ARMRscCallBack callback) override
     {
         if (m_pInner) return m_pInner->ArmService_RegisterRscCallBack(attachId, callback);
-        m_pRscCallBack = callback;
         return Record("RegisterRscCallBack " + Num(attachId));
     }
     // Alone, no memory handles: every item reads as empty.
