@@ -42,7 +42,7 @@ public:
     int m_nEnrollResult = 0;
     unsigned m_nAttachIdToWrite = 7;
     std::uint64_t m_nConferenceFlags = 0;
-    unsigned m_nDecryptConference = 1;  // the conference handle Decrypt accepts
+    unsigned m_nDecryptConference = 5;  // the conference handle Decrypt accepts
 
     // What the client handed over.
     std::vector<std::string> m_vecCalls;
