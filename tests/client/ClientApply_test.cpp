@@ -2,8 +2,7 @@
 // cache-id stamping, and HandleChangeMsg's merge (captions append, other notepads replace),
 // its notices, and hostile PDUs.
 #include "ClientHarness.h"
-#include "ClientTraceCapture.h"
-#include "PanelProbe.h"
+#include "ClientWire.h"
 
 #include "platform/NtGlobale.h"
 
@@ -14,18 +13,6 @@
 
 namespace {
 
-constexpr unsigned kReaderId = 202;
-
-CNoteChangeInfoPDU MakePdu(const std::string& text, const std::string& offset = "0",
-                           const std::string& removed = "0")
-{
-    CNoteChangeInfoPDU pdu;
-    pdu.SetNoteMsg(text);
-    pdu.SetOffSet(offset, 0);
-    pdu.SetOffSet(removed, 1);
-    return pdu;
-}
-
 std::vector<std::string> ListTexts(CNoteClient& client)
 {
     std::vector<std::string> texts;
@@ -35,8 +22,8 @@ std::vector<std::string> ListTexts(CNoteClient& client)
 
 class ClientApply : public ::testing::Test {
 protected:
-    // A participant whose shared text and panel hold text.
-    // Each case joins a participant of its own; nobody puts, so they do not meet.
+    // A participant of its own whose shared text and panel hold text; nobody puts, so the
+    // participants do not meet.
     CNoteClient& Join(NOTETAKERTYPE type, const std::string& text, unsigned userType = NOTE_USER_READER)
     {
         CNoteClient& client = m_harness.Join(m_nNextId++, type, userType);
@@ -48,7 +35,7 @@ protected:
     }
 
     CClientHarness m_harness;
-    unsigned m_nNextId = kReaderId;
+    unsigned m_nNextId = 202;
 };
 
 // --- equality and the change list
@@ -59,18 +46,17 @@ TEST_F(ClientApply, ChangePdusAreEqualByTextOffsetAndRemovedCount)
         CNoteChangeInfoPDU other;
         int equal;
     } cases[] = {
-        {MakePdu("text", "4", "2"), 1},
-        {MakePdu("text", "04", "2"), 1},  // the numbers, not their spelling
-        {MakePdu("texT", "4", "2"), 0},
-        {MakePdu("tex", "4", "2"), 0},
-        {MakePdu("text!", "4", "2"), 0},
-        {MakePdu("text", "5", "2"), 0},
-        {MakePdu("text", "4", "3"), 0},
-        {MakePdu("", "4", "2"), 0},
+        {Change("text", "4", "2"), 1},
+        {Change("text", "04", "2"), 1},  // the numbers, not their spelling
+        {Change("texT", "4", "2"), 0},
+        {Change("tex", "4", "2"), 0},
+        {Change("text!", "4", "2"), 0},
+        {Change("text", "5", "2"), 0},
+        {Change("text", "4", "3"), 0},
+        {Change("", "4", "2"), 0},
     };
     CNoteClient& client = Join(NOTETAKER_CLOSED_CAPTIONS, "");
-    CNoteChangeInfoPDU base = MakePdu("text", "4", "2");
-    base.SetCacheId(9);
+    CNoteChangeInfoPDU base = Change("text", "4", "2", 9);
     base.SetUniqueId(1);
     for (Case& c : cases) {
         // Neither cache id, sender nor markers count.
@@ -94,10 +80,10 @@ TEST_F(ClientApply, ChangeListDropsEmptyInsertionsAndKeepsOneWholeTextForTheNote
     };
     for (const Case& c : cases) {
         CNoteClient& client = Join(c.type, "");
-        client.AddChangePduToSavePdu(MakePdu("a"));
-        client.AddChangePduToSavePdu(MakePdu("", "3", "0"));  // inserts nothing: dropped
-        client.AddChangePduToSavePdu(MakePdu("", "0", "2"));  // a deletion: kept
-        client.AddChangePduToSavePdu(MakePdu("b", "0", "0"));
+        client.AddChangePduToSavePdu(Change("a"));
+        client.AddChangePduToSavePdu(Change("", "3", "0"));  // inserts nothing: dropped
+        client.AddChangePduToSavePdu(Change("", "0", "2"));  // a deletion: kept
+        client.AddChangePduToSavePdu(Change("b"));
         EXPECT_EQ(ListTexts(client), c.listed) << c.type;
     }
 }
@@ -105,14 +91,14 @@ TEST_F(ClientApply, ChangeListDropsEmptyInsertionsAndKeepsOneWholeTextForTheNote
 TEST_F(ClientApply, CacheIdStampsTheNewestEqualEntryOrAddsTheChange)
 {
     CNoteClient& client = Join(NOTETAKER_CLOSED_CAPTIONS, "");
-    CNoteChangeInfoPDU first = MakePdu("line", "0");
+    CNoteChangeInfoPDU first = Change("line");
     EXPECT_EQ(client.SetSavePduCacheID(first, 5), 1);
     EXPECT_EQ(first.GetCacheId_INT(), 5);
-    CNoteChangeInfoPDU other = MakePdu("other", "4");
+    CNoteChangeInfoPDU other = Change("other", "4");
     EXPECT_EQ(client.SetSavePduCacheID(other, 6), 1);
-    client.AddChangePduToSavePdu(MakePdu("line", "0"));  // a second, unstamped copy
+    client.AddChangePduToSavePdu(Change("line"));  // a second, unstamped copy
 
-    CNoteChangeInfoPDU echo = MakePdu("line", "0");
+    CNoteChangeInfoPDU echo = Change("line");
     EXPECT_EQ(client.SetSavePduCacheID(echo, 7), 0);
     std::vector<CNoteChangeInfoPDU>& list = client.m_SaveInfo.m_vecChangeInfoPdu;
     ASSERT_EQ(list.size(), 3u);
@@ -131,7 +117,7 @@ TEST_F(ClientApply, OwnEchoOnlyStampsItsCacheId)
     writer.SendChangeInfoPDU(0);
     writer.m_nLastCacheId = 42;
     writer.m_bNeedAutoSave = 0;
-    CNoteChangeInfoPDU echo = MakePdu("Hello");
+    CNoteChangeInfoPDU echo = Change("Hello");
     EXPECT_EQ(writer.HandleChangeMsg(echo, 1), 0);
     EXPECT_EQ(writer.m_strOldMsg, "Hello");
     EXPECT_EQ(m_harness.PanelText(writer), "Hello");
@@ -139,19 +125,6 @@ TEST_F(ClientApply, OwnEchoOnlyStampsItsCacheId)
     EXPECT_EQ(writer.m_SaveInfo.m_vecChangeInfoPdu[0].GetCacheId_INT(), 42);
     EXPECT_EQ(writer.m_nScrolltoEnd, 0);
     EXPECT_EQ(writer.m_bNeedAutoSave, 0u);
-}
-
-TEST_F(ClientApply, SameRemoteChangeTwiceAppliesOnce)
-{
-    CNoteClient& reader = Join(NOTETAKER_CLOSED_CAPTIONS, "Hello");
-    CNoteChangeInfoPDU change = MakePdu(" world", "5");
-    reader.m_nLastCacheId = 3;
-    EXPECT_EQ(reader.HandleChangeMsg(change, 1), 4);
-    CNoteChangeInfoPDU again = MakePdu(" world", "5");
-    EXPECT_EQ(reader.HandleChangeMsg(again, 1), 0);
-    EXPECT_EQ(reader.m_strOldMsg, "Hello world");
-    EXPECT_EQ(m_harness.PanelText(reader), "Hello world");
-    EXPECT_EQ(reader.m_SaveInfo.m_vecChangeInfoPdu.size(), 1u);
 }
 
 TEST_F(ClientApply, CaptionsAppendAndKeepRecordedTextsForTheNextAppliedChange)
@@ -165,7 +138,6 @@ TEST_F(ClientApply, CaptionsAppendAndKeepRecordedTextsForTheNextAppliedChange)
     };
     const std::vector<std::vector<Step>> runs = {
         {{" world", 1, 4, "Hello world", ""}},
-        {{" world", 0, 0, "Hello", " world"}, {"!", 1, 4, "Hello world!", ""}},
         {{" one", 0, 0, "Hello", " one"}, {" two", 0, 0, "Hello", " one two"},
          {"\r\nthree", 1, 4, "Hello one two\r\nthree", ""}},
     };
@@ -173,7 +145,7 @@ TEST_F(ClientApply, CaptionsAppendAndKeepRecordedTextsForTheNextAppliedChange)
         CNoteClient& reader = Join(NOTETAKER_CLOSED_CAPTIONS, "Hello");
         unsigned offset = 5;
         for (const Step& s : run) {
-            CNoteChangeInfoPDU pdu = MakePdu(s.text, std::to_string(offset++));
+            CNoteChangeInfoPDU pdu = Change(s.text, std::to_string(offset++));
             EXPECT_EQ(reader.HandleChangeMsg(pdu, s.apply), s.result) << s.text;
             EXPECT_EQ(reader.m_strOldMsg, s.shared) << s.text;
             EXPECT_EQ(reader.m_strRecvMsg, s.pending) << s.text;
@@ -198,10 +170,11 @@ TEST_F(ClientApply, OffsetsNeverMoveTheMergeCaptionsAppendNotesReplace)
     for (const Case& c : cases) {
         for (const char* offset : values) {
             for (const char* removed : {"0", "2", offset}) {
+                SCOPED_TRACE(std::to_string(c.type) + " " + offset + " " + removed);
                 CNoteClient& client = Join(c.type, "abc");
-                CNoteChangeInfoPDU pdu = MakePdu("def", offset, removed);
-                EXPECT_EQ(client.HandleChangeMsg(pdu, 1), 2) << c.type << " " << offset << " " << removed;
-                EXPECT_EQ(client.m_strOldMsg, c.merged) << c.type << " " << offset << " " << removed;
+                CNoteChangeInfoPDU pdu = Change("def", offset, removed);
+                EXPECT_EQ(client.HandleChangeMsg(pdu, 1), 2);
+                EXPECT_EQ(client.m_strOldMsg, c.merged);
                 EXPECT_EQ(client.m_strShowMsg, c.merged);
                 EXPECT_EQ(m_harness.PanelText(client), c.merged);
             }
@@ -225,7 +198,7 @@ TEST_F(ClientApply, CaptionTextOfOnlyAMarkerAppendsNothingButCountsAsAChange)
     for (const Case& c : cases) {
         CNoteClient& reader = Join(NOTETAKER_CLOSED_CAPTIONS, "Hello");
         // Markers added after the text: the text keeps them as plain text to be removed.
-        CNoteChangeInfoPDU pdu = MakePdu(c.text, "5");
+        CNoteChangeInfoPDU pdu = Change(c.text, "5");
         for (const std::string& m : c.markers) pdu.AddNetInfo(m);
         EXPECT_EQ(reader.HandleChangeMsg(pdu, 1), 4) << c.text;
         EXPECT_EQ(reader.m_strOldMsg, c.shared) << c.text;
@@ -234,101 +207,52 @@ TEST_F(ClientApply, CaptionTextOfOnlyAMarkerAppendsNothingButCountsAsAChange)
     }
 }
 
-TEST_F(ClientApply, EmptyChangesAreIgnored)
+TEST_F(ClientApply, AnAppliedChangeTellsHostAndPanelAnEmptyOneIsIgnored)
 {
+    const std::vector<std::string> told = {"NeedSave 1", "SaveEnabled 1", "RemoteChange", "RemoteText 0"};
     struct Case {
-        NOTETAKERTYPE type;
-        const char* removed;
-    } cases[] = {
-        {NOTETAKER_CLOSED_CAPTIONS, "0"},
-        {NOTETAKER_CLOSED_CAPTIONS, "3"},  // captions never remove
-        {NOTETAKER_SINGLE, "0"},
-    };
-    for (const Case& c : cases) {
-        CNoteClient& reader = Join(c.type, "abc");
-        reader.m_bNeedAutoSave = 0;
-        CNoteChangeInfoPDU pdu = MakePdu("", "0", c.removed);
-        EXPECT_EQ(reader.HandleChangeMsg(pdu, 1), 0) << c.type << " " << c.removed;
-        EXPECT_EQ(reader.m_strOldMsg, "abc");
-        EXPECT_EQ(m_harness.PanelText(reader), "abc");
-        EXPECT_EQ(reader.m_bNeedAutoSave, 0u);
-    }
-}
-
-TEST_F(ClientApply, ChangeThatEmptiesTheTextRereadsThePanel)
-{
-    CNoteClient& reader = Join(NOTETAKER_SINGLE, "abc");
-    reader.m_bNeedAutoSave = 0;
-    CNoteChangeInfoPDU pdu = MakePdu("", "0", "3");
-    EXPECT_EQ(reader.HandleChangeMsg(pdu, 1), 2);
-    EXPECT_EQ(reader.m_strOldMsg, "");
-    EXPECT_EQ(reader.m_strShowMsg, "");
-    EXPECT_EQ(m_harness.PanelText(reader), "");
-    EXPECT_EQ(reader.m_nScrolltoEnd, 0) << "nothing to scroll to";
-    EXPECT_EQ(reader.m_bNeedAutoSave, 1u);
-    EXPECT_EQ(m_harness.SinkOf(reader).m_vecCalls, std::vector<std::string>{"RemoteChange"});
-}
-
-TEST_F(ClientApply, AppliedChangeTellsHostAndPanel)
-{
-    struct Case {
+        const char* what;
         NOTETAKERTYPE type;
         unsigned userType;
-        bool publishMessage;  // the captioner's Publish button follows the auto-save flag
+        const char* text;
+        const char* removed;
+        int countdown;  // running before the change
+        int result;
+        const char* merged;
+        std::vector<std::string> calls;
+        int countdownAfter;
+        bool publishCleared;  // the captioner's Publish button follows the auto-save flag
     } cases[] = {
-        {NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_WRITER, true},
-        {NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_READER, false},
-        {NOTETAKER_SINGLE, NOTE_USER_READER, false},
+        {"empty caption", NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_READER, "", "0", 0, 0, "abc", {}, 0, false},
+        {"captions never remove", NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_READER, "", "3", 0, 0, "abc", {}, 0, false},
+        {"empty note", NOTETAKER_SINGLE, NOTE_USER_READER, "", "0", 0, 0, "abc", {}, 0, false},
+        // Nothing to scroll to; the text is read back from the panel.
+        {"emptying note", NOTETAKER_SINGLE, NOTE_USER_READER, "", "3", 0, 2, "", {"RemoteChange"}, 0, false},
+        {"captioner", NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_WRITER, "def", "3", 0, 2, "abcdef", told, 5, true},
+        {"caption reader", NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_READER, "def", "3", 0, 2, "abcdef", told, 5, false},
+        {"note reader", NOTETAKER_SINGLE, NOTE_USER_READER, "def", "3", 0, 2, "def", told, 5, false},
+        {"a running countdown is not restarted", NOTETAKER_SINGLE, NOTE_USER_READER, "def", "3", 3, 2, "def", told,
+         3, false},
     };
     for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
         CNoteClient& client = Join(c.type, "abc", c.userType);
         client.SetFileNeedSave(false);
         ViewOf(client).SetPublishEnabled(true);
         client.m_bNeedAutoSave = 0;
+        client.m_nScrolltoEnd = c.countdown;
         std::vector<std::string>& calls = m_harness.SinkOf(client).m_vecCalls;
         calls.clear();
-        CNoteChangeInfoPDU pdu = MakePdu("def", "3");
-        EXPECT_EQ(client.HandleChangeMsg(pdu, 1), 2);
-        EXPECT_EQ(calls, (std::vector<std::string>{"NeedSave 1", "SaveEnabled 1", "RemoteChange",
-                                                   "RemoteText 0"}))
-            << c.type << " " << c.userType;
-        EXPECT_EQ(client.m_bFileNeedSave, 1);
-        EXPECT_EQ(client.m_bNeedAutoSave, 1u);
-        EXPECT_EQ(client.m_nScrolltoEnd, 5);
-        EXPECT_EQ(ViewOf(client).IsPublishEnabled(), !c.publishMessage) << c.type << " " << c.userType;
-    }
-}
-
-TEST_F(ClientApply, RunningScrollCountdownIsNotRestarted)
-{
-    CClientTraceCapture capture;
-    CNoteClient& reader = Join(NOTETAKER_CLOSED_CAPTIONS, "a");
-    reader.m_nScrolltoEnd = 3;
-    CNoteChangeInfoPDU pdu = MakePdu("b", "1");
-    reader.HandleChangeMsg(pdu, 1);
-    EXPECT_EQ(reader.m_nScrolltoEnd, 3);
-    EXPECT_EQ(capture.Count("HandleChangeMsg"), 1);
-    EXPECT_EQ(capture.Count("CNoteClient:HandleChangeMsg m_nScrolltoEnd=3"), 1);
-}
-
-TEST_F(ClientApply, ResultIsTheOldLengthMinusOne)
-{
-    struct Case {
-        NOTETAKERTYPE type;
-        const char* oldText;
-        const char* text;
-        int result;
-        const char* shared;
-    } cases[] = {
-        {NOTETAKER_CLOSED_CAPTIONS, "", "first", -1, "first"},
-        {NOTETAKER_SINGLE, "", "first", -1, "first"},
-        {NOTETAKER_SINGLE, "Gr\xC3\xBC\xC3\x9F" "e", "x", 6, "x"},  // bytes, not characters
-    };
-    for (const Case& c : cases) {
-        CNoteClient& reader = Join(c.type, c.oldText);
-        CNoteChangeInfoPDU pdu = MakePdu(c.text);
-        EXPECT_EQ(reader.HandleChangeMsg(pdu, 1), c.result) << c.text;
-        EXPECT_EQ(reader.m_strOldMsg, c.shared);
+        CNoteChangeInfoPDU pdu = Change(c.text, "0", c.removed);
+        EXPECT_EQ(client.HandleChangeMsg(pdu, 1), c.result);
+        EXPECT_EQ(client.m_strOldMsg, c.merged);
+        EXPECT_EQ(client.m_strShowMsg, c.merged);
+        EXPECT_EQ(m_harness.PanelText(client), c.merged);
+        EXPECT_EQ(calls, c.calls);
+        EXPECT_EQ(client.m_bFileNeedSave, c.calls.size() > 1 ? 1 : 0);
+        EXPECT_EQ(client.m_bNeedAutoSave, c.result ? 1u : 0u);
+        EXPECT_EQ(client.m_nScrolltoEnd, c.countdownAfter);
+        EXPECT_EQ(ViewOf(client).IsPublishEnabled(), !c.publishCleared);
     }
 }
 
@@ -364,14 +288,14 @@ TEST_F(ClientApply, HugeTextsAreAppliedWhole)
 {
     const std::string huge(1 << 20, 'h');
     CNoteClient& notes = Join(NOTETAKER_SINGLE, "abc");
-    CNoteChangeInfoPDU replace = MakePdu(huge, "2147483647", "-1");
+    CNoteChangeInfoPDU replace = Change(huge, "2147483647", "-1");
     EXPECT_EQ(notes.HandleChangeMsg(replace, 1), 2);
     EXPECT_EQ(notes.m_strOldMsg, huge);
     EXPECT_EQ(m_harness.PanelText(notes).size(), huge.size());
 
     CNoteClient& captions = Join(NOTETAKER_CLOSED_CAPTIONS, "abc");
-    CNoteChangeInfoPDU recorded = MakePdu(huge, "1");
-    CNoteChangeInfoPDU applied = MakePdu(huge, "2");
+    CNoteChangeInfoPDU recorded = Change(huge, "1");
+    CNoteChangeInfoPDU applied = Change(huge, "2");
     EXPECT_EQ(captions.HandleChangeMsg(recorded, 0), 0);
     EXPECT_EQ(captions.HandleChangeMsg(applied, 1), 2);
     EXPECT_EQ(captions.m_strOldMsg, "abc" + huge + huge);

@@ -3,11 +3,10 @@
 // joiner rebuilds it from the cache. Texts include "]]>", "abc", line ends, non-ASCII UTF-8
 // and empty publishes.
 #include "ClientHarness.h"
-#include "PanelActions.h"
-#include "PanelProbe.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <iterator>
 #include <string>
 #include <utility>
@@ -69,7 +68,8 @@ protected:
     std::vector<CNoteClient*> m_vecReaders;
 };
 
-// The texts a writer publishes one after the other.
+// The texts a writer publishes one after the other: every shape of edit (insert, append,
+// replace inside, delete, empty the note, unchanged).
 const char* const kNoteTexts[] = {
     "hello",
     "hello world",
@@ -115,20 +115,6 @@ TEST_F(ClientConverge, NoteTakerLateJoinerGetsTheLatestText)
     ExpectConverged("after the late joiner");
 }
 
-TEST_F(ClientConverge, NoteTakerEmptyPublishEmptiesEveryReader)
-{
-    Start(NOTETAKER_SINGLE);
-    m_harness.Type(*m_pWriter, "some text");
-    m_harness.Publish(*m_pWriter);
-    m_harness.Type(*m_pWriter, "");
-    m_harness.Publish(*m_pWriter);
-    ExpectConverged("empty");
-    for (CNoteClient* reader : m_vecReaders) {
-        EXPECT_EQ(m_harness.PanelText(*reader), "");
-        EXPECT_EQ(reader->m_strOldMsg, "");
-    }
-}
-
 // The lines a captioner types, each ended with Return.
 const char* const kCaptionLines[] = {
     "Hello",
@@ -161,27 +147,23 @@ TEST_F(ClientConverge, CaptionerTypesLinesAndReadersAccumulateThem)
     for (CNoteClient* reader : m_vecReaders) EXPECT_EQ(ChangeList(*reader), writerList);
 }
 
-TEST_F(ClientConverge, CaptionLateJoinerRebuildsTheTextFromTheHistory)
+TEST_F(ClientConverge, CaptionLateJoinerRebuildsTheTextFromTheHistoryInOneApplication)
 {
     Start(NOTETAKER_CLOSED_CAPTIONS);
     for (const char* line : kCaptionLines) TypeLine(m_harness, *m_pWriter, line);
     CNoteClient& late = AddReader(NOTETAKER_CLOSED_CAPTIONS);
     ExpectConverged("late joiner");
     EXPECT_EQ(ChangeList(late), ChangeList(*m_vecReaders[0]));
+    // The history is applied at once: one notice, one countdown, one scroll to the end.
+    const std::vector<std::string>& calls = m_harness.SinkOf(late).m_vecCalls;
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "RemoteChange"), 1);
+    const int scrolls = ViewOf(late).ScrollCount();
+    m_harness.Ticks(20);
+    EXPECT_EQ(ViewOf(late).ScrollCount(), scrolls + 1);
+
     TypeLine(m_harness, *m_pWriter, "one more");
     ExpectConverged("after the late joiner");
-}
-
-TEST_F(ClientConverge, ReadersScrollToTheEndFiveTicksAfterAChange)
-{
-    Start(NOTETAKER_CLOSED_CAPTIONS);
-    CHeadlessTextView& view = ViewOf(*m_vecReaders[0]);
-    TypeLine(m_harness, *m_pWriter, "line");
-    const int scrolls = view.ScrollCount();
-    m_harness.Ticks(4);
-    EXPECT_EQ(view.ScrollCount(), scrolls);
-    m_harness.Ticks(1);
-    EXPECT_EQ(view.ScrollCount(), scrolls + 1);
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "RemoteChange"), 2);
 }
 
 TEST_F(ClientConverge, RemoteChangeOverwritesTextTypedButNotSent)

@@ -1,9 +1,8 @@
 // The auto-save file: writing the document, loading it into a fresh client as writer and as
-// reader, broken and foreign files; the need-save state and the measure of the panel text.
+// reader, broken and foreign files; and the need-save state.
 #include "ClientHarness.h"
 #include "ClientTempDir.h"
-#include "panel/HeadlessTextView.h"
-#include "panel/NoteViewController.h"
+#include "ClientWire.h"
 
 #include <gtest/gtest.h>
 
@@ -12,36 +11,6 @@
 #include <vector>
 
 namespace {
-
-CHeadlessTextView& View(CNoteClient& client)
-{
-    return static_cast<CHeadlessTextView&>(static_cast<NoteViewController*>(client.GetPanel())->View());
-}
-
-void AddNetInfo(CNoteClient& client, const std::string& text)
-{
-    char* entry = new char[text.size() + 1];
-    std::memcpy(entry, text.c_str(), text.size() + 1);
-    client.m_aNetInfo.push_back(entry);
-}
-
-std::vector<std::string> NetInfo(const CNoteClient& client)
-{
-    std::vector<std::string> entries;
-    for (const char* entry : client.m_aNetInfo) entries.push_back(entry ? entry : "<null>");
-    return entries;
-}
-
-CNoteChangeInfoPDU Change(const std::string& text, int cacheId)
-{
-    CNoteChangeInfoPDU pdu;
-    pdu.SetOffSet(0, 0);
-    pdu.SetOffSet(0, 1);
-    pdu.SetUniqueId(1);
-    pdu.SetCacheId(cacheId);
-    pdu.SetNoteMsg(text);
-    return pdu;
-}
 
 // "text/cacheid" of each change of a record.
 std::vector<std::string> Changes(CNoteSaveInfoPDU& record)
@@ -57,21 +26,27 @@ protected:
     void SetUp() override { ASSERT_TRUE(m_dir.Ok()); }
 
     // A writer of a single note taker's notepad whose document is auto-saved to m_strPath:
-    // panel text, published and base texts, two net-info entries, a delivered and an
-    // undelivered change.
+    // panel text, published and base texts, net-info entries, delivered and undelivered changes.
     void WriteDocument(const std::vector<std::string>& netInfo = {"09:30am Service restored.", "n2"})
     {
         CNoteClient& writer = m_harness.Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
-        View(writer).SetText("Hello\nworld");
+        ViewOf(writer).SetText("Hello\nworld");
         writer.m_strPublishMsg = "Hi";
         writer.m_strOldMsg = "Hel";
-        writer.ResetNetInfo();
-        for (const std::string& entry : netInfo) AddNetInfo(writer, entry);
-        writer.m_SaveInfo.m_vecChangeInfoPdu = {Change("A", 4), Change("B", 0), Change("C", 6),
-                                                Change("D", 0)};
+        for (const std::string& entry : netInfo) {
+            char* copy = new char[entry.size() + 1];
+            std::memcpy(copy, entry.c_str(), entry.size() + 1);
+            writer.m_aNetInfo.push_back(copy);
+        }
+        writer.m_SaveInfo.m_vecChangeInfoPdu = {Change("A", "0", "0", 4), Change("B"), Change("C", "0", "0", 6),
+                                                Change("D")};
         writer.m_strAutoSavePath = m_strPath;
+        writer.m_bNeedAutoSave = 0;
+        writer.AutoSaveXMLFile();  // not marked: nothing is written
+        EXPECT_FALSE(CClientTempDir::Exists(m_strPath));
         writer.m_bNeedAutoSave = 1;
         writer.AutoSaveXMLFile();
+        EXPECT_EQ(0u, writer.m_bNeedAutoSave);
         m_nWriterResourceId = writer.m_nResourceId;
         m_harness.Leave(writer);
     }
@@ -82,54 +57,27 @@ protected:
     unsigned m_nWriterResourceId = 0;
 };
 
-// --- writing
-
-TEST_F(FileTest, AutoSaveWritesThePanelTextAndClearsTheFlag)
+TEST_F(FileTest, AutoSaveNeedsAPathAndWritesThePanelTextByteForByte)
 {
     CNoteClient& writer = m_harness.Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
-    View(writer).SetText("line\nnext");
-    writer.m_strAutoSavePath = m_strPath;
+    ViewOf(writer).SetText("line\nnext");
     writer.m_bNeedAutoSave = 1;
-    writer.AutoSaveXMLFile();
-    EXPECT_EQ(0u, writer.m_bNeedAutoSave);
-    EXPECT_EQ("line\r\nnext", writer.m_strShowMsg);
-
-    CNoteSaveInfoPDU record;
-    ASSERT_TRUE(record.LoadFile(m_strPath));
-    ASSERT_TRUE(record.ParseXMLPDU());
-    EXPECT_EQ("line\r\nnext", record.GetNoteShowMsg());  // byte for byte, CR LF kept
-    EXPECT_EQ(static_cast<int>(writer.m_nResourceId), record.GetChannalID_INT());
-    EXPECT_EQ(1, record.GetUserType_INT());
-}
-
-TEST_F(FileTest, AutoSaveNeedsBothTheFlagAndAPath)
-{
-    CNoteClient& writer = m_harness.Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
-    View(writer).SetText("text");
-    writer.m_strAutoSavePath.clear();
-    writer.m_bNeedAutoSave = 1;
-    writer.AutoSaveXMLFile();
+    writer.AutoSaveXMLFile();  // no path yet
     EXPECT_EQ(1u, writer.m_bNeedAutoSave);
 
-    writer.m_strAutoSavePath = m_strPath;
-    writer.m_bNeedAutoSave = 0;
-    writer.AutoSaveXMLFile();
-    EXPECT_FALSE(CClientTempDir::Exists(m_strPath));
-}
-
-TEST_F(FileTest, NetInfoAfterAnEmptyEntryIsNotWritten)
-{
     WriteDocument({"first", "", "third"});
     CNoteSaveInfoPDU record;
     ASSERT_TRUE(record.LoadFile(m_strPath));
     ASSERT_TRUE(record.ParseXMLPDU());
+    EXPECT_EQ("Hello\r\nworld", record.GetNoteShowMsg());  // CR LF kept
+    EXPECT_EQ(static_cast<int>(m_nWriterResourceId), record.GetChannalID_INT());
+    EXPECT_EQ(1, record.GetUserType_INT());
+    // Net-info entries after an empty one are not written.
     ASSERT_EQ(1, record.GetNetInfoCount_INT());
     std::string entry;
     record.GetNetInfo(0, entry);
     EXPECT_EQ("first", entry);
 }
-
-// --- loading
 
 TEST_F(FileTest, WriterLoadsTheWholeDocument)
 {
@@ -171,7 +119,7 @@ TEST_F(FileTest, ReaderOfASingleNoteTakerDoesNotUseTheFile)
 {
     WriteDocument();
     CNoteClient& reader = m_harness.Join(2, NOTETAKER_SINGLE, NOTE_USER_READER);
-    AddNetInfo(reader, "stale");
+    reader.m_aNetInfo.push_back(new char[6]{'s', 't', 'a', 'l', 'e', 0});
     reader.m_strShowMsg = "mine";
     ASSERT_TRUE(reader.LoadXMLFile(reader.m_SaveInfo, m_strPath.c_str()));
     EXPECT_EQ("", reader.m_SaveInfo.GetNoteShowMsg());
@@ -189,32 +137,22 @@ TEST_F(FileTest, NetInfoBlankLinesComeBackAsCrLf)
     EXPECT_EQ((std::vector<std::string>{"a\r\nb", "x\r\n\ny", "plain"}), NetInfo(client));
 }
 
-TEST_F(FileTest, CaptionerLoadingTextEnablesPublish)
+TEST_F(FileTest, OnlyTheCaptionerLoadingTextEnablesPublish)
 {
     WriteDocument();
-    CNoteClient& captioner = m_harness.Join(2, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_WRITER);
-    View(captioner).SetPublishEnabled(false);
-    ASSERT_TRUE(captioner.LoadXMLFile(captioner.m_SaveInfo, m_strPath.c_str()));
-    EXPECT_TRUE(View(captioner).IsPublishEnabled());
-
-    CNoteClient& reader = m_harness.Join(3, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_READER);
-    View(reader).SetPublishEnabled(false);
-    ASSERT_TRUE(reader.LoadXMLFile(reader.m_SaveInfo, m_strPath.c_str()));
-    EXPECT_FALSE(View(reader).IsPublishEnabled());
-}
-
-TEST_F(FileTest, RejoiningWriterGetsItsTextBack)
-{
-    WriteDocument();
-    CNoteClient& client = m_harness.Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER, m_strPath);
-    EXPECT_TRUE(client.m_bFileLoaded);
-    EXPECT_EQ("Hello\nworld", m_harness.PanelText(client));
+    unsigned userId = 2;
+    for (unsigned userType : {NOTE_USER_WRITER, NOTE_USER_READER}) {
+        CNoteClient& client = m_harness.Join(userId++, NOTETAKER_CLOSED_CAPTIONS, userType);
+        ViewOf(client).SetPublishEnabled(false);
+        ASSERT_TRUE(client.LoadXMLFile(client.m_SaveInfo, m_strPath.c_str()));
+        EXPECT_EQ(userType == NOTE_USER_WRITER, ViewOf(client).IsPublishEnabled());
+    }
 }
 
 TEST_F(FileTest, MissingBrokenAndForeignFilesAreNotLoaded)
 {
     CNoteClient& client = m_harness.Join(2, NOTETAKER_SINGLE, NOTE_USER_WRITER);
-    View(client).SetText("untouched");
+    ViewOf(client).SetText("untouched");
     client.m_strShowMsg = "show";
     EXPECT_FALSE(client.LoadXMLFile(client.m_SaveInfo, nullptr));
     EXPECT_FALSE(client.LoadXMLFile(client.m_SaveInfo, m_dir.File("missing.xml").c_str()));
@@ -234,13 +172,11 @@ TEST_F(FileTest, MissingBrokenAndForeignFilesAreNotLoaded)
     EXPECT_EQ("untouched", m_harness.PanelText(client));
 }
 
-// --- need-save state and text length
-
 TEST_F(FileTest, NeedSaveTellsHostAndPanelOnlyOnChange)
 {
     CNoteClient& client = m_harness.Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
     client.m_bFileNeedSave = 0;
-    View(client).SetSaveEnabled(false);
+    ViewOf(client).SetSaveEnabled(false);
     std::vector<std::string>& calls = m_harness.SinkOf(client).m_vecCalls;
     calls.clear();
 
@@ -249,25 +185,11 @@ TEST_F(FileTest, NeedSaveTellsHostAndPanelOnlyOnChange)
     client.SetFileNeedSave(true);
     client.SetFileNeedSave(true);
     EXPECT_EQ((std::vector<std::string>{"NeedSave 1"}), calls);
-    EXPECT_TRUE(View(client).IsSaveEnabled());
+    EXPECT_TRUE(ViewOf(client).IsSaveEnabled());
     EXPECT_EQ(1, client.GetFileSaveState());
     client.SetFileNeedSave(false);
     EXPECT_EQ((std::vector<std::string>{"NeedSave 1", "NeedSave 0"}), calls);
-    EXPECT_FALSE(View(client).IsSaveEnabled());
-}
-
-TEST_F(FileTest, TextLengthCountsBytesWithCrLf)
-{
-    CNoteClient& client = m_harness.Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
-    View(client).SetText("h\xc3\xa9llo");
-    EXPECT_EQ(6u, client.GetNoteTextLength());
-    View(client).SetText("a\nb");
-    EXPECT_EQ(4u, client.GetNoteTextLength());
-
-    void* panel = client.GetPanel();
-    client.SetPanel(nullptr);
-    EXPECT_EQ(0u, client.GetNoteTextLength());
-    client.SetPanel(panel);
+    EXPECT_FALSE(ViewOf(client).IsSaveEnabled());
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // The client test host.
 #include "ClientHarness.h"
 
-#include "panel/NoteViewController.h"
 #include "tessarinnote/uiinterface.h"
 
 #include <cstring>
@@ -67,22 +66,18 @@ void CClientHarness::Ticks(int n)
 
 std::string CClientHarness::PanelText(CNoteClient& client)
 {
-    NoteViewController* panel = static_cast<NoteViewController*>(client.GetPanel());
-    return panel ? panel->View().Text() : std::string();
+    return client.GetPanel() ? ViewOf(client).Text() : std::string();
 }
 
 void CClientHarness::Type(CNoteClient& client, const std::string& utf8Text)
 {
-    NoteViewController* panel = static_cast<NoteViewController*>(client.GetPanel());
-    if (!panel) return;
-    panel->View().SetText(utf8Text);
+    ViewOf(client).SetText(utf8Text);
     client.HandleUIMessage(NOTEUI_TEXT_CHANGED, nullptr, nullptr);
 }
 
 void CClientHarness::Publish(CNoteClient& client, bool pressEnter)
 {
-    NoteViewController* panel = static_cast<NoteViewController*>(client.GetPanel());
-    if (panel) panel->onPublish(!pressEnter);
+    PanelOf(client).onPublish(!pressEnter);
     Settle();
 }
 
@@ -92,4 +87,51 @@ CRecordingHostSink& CClientHarness::SinkOf(CNoteClient& client)
         if (p.pClient.get() == &client) return *p.pSink;
     static CRecordingHostSink none;
     return none;
+}
+
+NoteViewController& PanelOf(CNoteClient& client)
+{
+    return *static_cast<NoteViewController*>(client.GetPanel());
+}
+
+CHeadlessTextView& ViewOf(CNoteClient& client)
+{
+    return static_cast<CHeadlessTextView&>(PanelOf(client).View());
+}
+
+std::string CrLfText(CNoteClient& client)
+{
+    std::string text;
+    NotifyCocoaUI(client.GetPanel(), NOTEUI_GET_TEXT_CRLF, nullptr, &text, nullptr);
+    return text;
+}
+
+void SetPanelMaxLength(CNoteClient& client, int maxLength)
+{
+    NotifyCocoaUI(client.GetPanel(), NOTEUI_SET_MAX_LENGTH, &maxLength, nullptr, nullptr);
+}
+
+void PressReturnAtEnd(CClientHarness& harness, CNoteClient& client)
+{
+    NoteViewController& panel = PanelOf(client);
+    std::string text = panel.View().Text();
+    NotifyCocoaUI(&panel, NOTEUI_SET_TEXT, const_cast<char*>(text.c_str()), nullptr, nullptr);
+    harness.Publish(client, true);
+    text = panel.View().Text() + "\n";
+    NotifyCocoaUI(&panel, NOTEUI_SET_TEXT, const_cast<char*>(text.c_str()), nullptr, nullptr);
+    client.HandleUIMessage(NOTEUI_TEXT_CHANGED, nullptr, nullptr);
+    harness.Settle();
+}
+
+void TypeLine(CClientHarness& harness, CNoteClient& client, const std::string& line)
+{
+    harness.Type(client, harness.PanelText(client) + line);
+    PressReturnAtEnd(harness, client);
+}
+
+std::vector<std::string> NetInfo(const CNoteClient& client)
+{
+    std::vector<std::string> entries;
+    for (const char* entry : client.m_aNetInfo) entries.push_back(entry ? entry : "<null>");
+    return entries;
 }

@@ -1,11 +1,14 @@
 // A host for client tests: a meeting on the in-process conference, a manual run loop with a
 // virtual clock, and clients initialised the way the plug-in's entry functions do it
-// (Initialize, a headless panel, then the notepad type and the user type).
+// (Initialize, a headless panel, then the notepad type and the user type); and what tests do
+// with a client's headless panel.
 #pragma once
 
 #include "client/CNoteClient.h"
 #include "conference/LocalConference.h"
 #include "loader/HostSinkLog.h"
+#include "panel/HeadlessTextView.h"
+#include "panel/NoteViewController.h"
 #include "transport/ManualRunLoop.h"
 
 #include <memory>
@@ -56,3 +59,19 @@ private:
     std::unique_ptr<IMeeting> m_pMeeting;
     std::vector<CHarnessParticipant> m_vecParticipants;
 };
+
+// A client's headless panel and its view.
+NoteViewController& PanelOf(CNoteClient& client);
+CHeadlessTextView& ViewOf(CNoteClient& client);
+// The panel text with CR LF line ends, as the client reads it (2002).
+std::string CrLfText(CNoteClient& client);
+void SetPanelMaxLength(CNoteClient& client, int maxLength);
+// The captioner presses Return with the caret at the end of the text: the panel commits the
+// text typed so far and sends it with bPressEnter set, then the view takes the line end, which
+// is committed at once. The controller has no key handling of its own, so the commits are
+// made by setting the same text again (2005 commits a caption's whole text).
+void PressReturnAtEnd(CClientHarness& harness, CNoteClient& client);
+// The captioner types line at the end of the text and presses Return.
+void TypeLine(CClientHarness& harness, CNoteClient& client, const std::string& line);
+// The client's net-info entries ("<null>" for a null one).
+std::vector<std::string> NetInfo(const CNoteClient& client);

@@ -2,8 +2,7 @@
 // every notepad, and the host's kind 5.
 #include "ClientHarness.h"
 #include "ClientTempDir.h"
-#include "panel/HeadlessTextView.h"
-#include "panel/NoteViewController.h"
+
 #include "platform/LoadLocalizedString.h"
 
 #include <gtest/gtest.h>
@@ -32,18 +31,6 @@ std::string Lost()
 }
 std::string Restored() { return GetLocalizedString("Service restored.", kTessarinNoteBundleId, nullptr); }
 
-CHeadlessTextView& View(CNoteClient& client)
-{
-    return static_cast<CHeadlessTextView&>(static_cast<NoteViewController*>(client.GetPanel())->View());
-}
-
-std::vector<std::string> NetInfo(const CNoteClient& client)
-{
-    std::vector<std::string> entries;
-    for (const char* entry : client.m_aNetInfo) entries.push_back(entry ? entry : "<null>");
-    return entries;
-}
-
 class MeetingTest : public ::testing::Test {
 protected:
     MeetingTest()
@@ -51,16 +38,21 @@ protected:
         g_nHour = 9;
         g_nMinute = 30;
     }
-    CNoteClient& Join(NOTETAKERTYPE type, unsigned userType = NOTE_USER_WRITER)
+    void SetUp() override { ASSERT_TRUE(m_dir.Ok()); }
+    // A writer of type whose auto-save file is m_dir's auto.xml.
+    CNoteClient& Join(NOTETAKERTYPE type)
     {
-        CNoteClient& client = m_harness.Join(1, type, userType);
+        CNoteClient& client = m_harness.Join(1, type, NOTE_USER_WRITER);
         client.m_pfnNoticeClock = &FixedClock;
+        client.m_strAutoSavePath = m_dir.File("auto.xml");
         return client;
     }
 
+    CClientTempDir m_dir;
     CClientHarness m_harness;
 };
 
+// Deliberately noon is written with am, and midnight as 00.
 TEST_F(MeetingTest, StampWritesNoonAsAmAndMidnightAsZero)
 {
     struct SCase {
@@ -68,8 +60,7 @@ TEST_F(MeetingTest, StampWritesNoonAsAmAndMidnightAsZero)
         const char* stamp;
     };
     const SCase cases[] = {
-        {0, 5, "00:05am "}, {9, 30, "09:30am "}, {12, 15, "12:15am "},
-        {13, 0, "01:00pm "}, {23, 59, "11:59pm "},
+        {0, 5, "00:05am "}, {9, 30, "09:30am "}, {12, 15, "12:15am "}, {13, 0, "01:00pm "}, {23, 59, "11:59pm "},
     };
     CNoteClient& client = Join(NOTETAKER_CLOSED_CAPTIONS);
     for (const SCase& c : cases) {
@@ -84,7 +75,7 @@ TEST_F(MeetingTest, StampWritesNoonAsAmAndMidnightAsZero)
 TEST_F(MeetingTest, LossThenRestoreLeavesTwoNoticeLines)
 {
     CNoteClient& client = Join(NOTETAKER_CLOSED_CAPTIONS);
-    View(client).SetText("Hello");
+    ViewOf(client).SetText("Hello");
     client.MeetingLost(1);
     EXPECT_EQ("Hello", client.m_strShowMsg);  // the text as it was before the notice
     g_nHour = 14;
@@ -99,58 +90,45 @@ TEST_F(MeetingTest, LossThenRestoreLeavesTwoNoticeLines)
     EXPECT_EQ(0u, client.m_bSelfChange);
 }
 
-TEST_F(MeetingTest, CaptionsNoticeIsAutoSaved)
+TEST_F(MeetingTest, EveryNotepadIsAutoSavedOnlyCaptionsGetANotice)
 {
-    CClientTempDir dir;
-    ASSERT_TRUE(dir.Ok());
-    CNoteClient& client = Join(NOTETAKER_CLOSED_CAPTIONS);
-    client.m_strAutoSavePath = dir.File("auto.xml");
-    View(client).SetText("cap");
-    client.MeetingLost(1);
-    EXPECT_EQ(0u, client.m_bNeedAutoSave);
-
-    CNoteSaveInfoPDU record;
-    ASSERT_TRUE(record.LoadFile(client.m_strAutoSavePath));
-    ASSERT_TRUE(record.ParseXMLPDU());
-    EXPECT_EQ("cap\r\n09:30am " + Lost() + "\r\n", record.GetNoteShowMsg());  // as the panel gave it
-    ASSERT_EQ(1, record.GetNetInfoCount_INT());
-    std::string entry;
-    record.GetNetInfo(0, entry);
-    EXPECT_EQ("09:30am " + Lost(), entry);
-}
-
-TEST_F(MeetingTest, NoteTakingLossOnlyAutoSaves)
-{
-    for (NOTETAKERTYPE type : {NOTETAKER_ALL_PARTICIPANTS, NOTETAKER_SINGLE}) {
-        CClientTempDir dir;
-        ASSERT_TRUE(dir.Ok());
-        CNoteClient& client = Join(type);
-        client.m_strAutoSavePath = dir.File("auto.xml");
-        View(client).SetText("my notes");
-        client.m_bNeedAutoSave = 1;
+    struct Case {
+        NOTETAKERTYPE type;
+        std::string saved;  // as the panel gave it
+        std::vector<std::string> notices;
+    } const cases[] = {
+        {NOTETAKER_CLOSED_CAPTIONS, "my\r\nnotes\r\n09:30am " + Lost() + "\r\n", {"09:30am " + Lost()}},
+        {NOTETAKER_ALL_PARTICIPANTS, "my\r\nnotes", {}},
+        {NOTETAKER_SINGLE, "my\r\nnotes", {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.type);
+        CNoteClient& client = Join(c.type);
+        ViewOf(client).SetText("my\nnotes");
+        // Captions need nothing else to save: the notice is a change of its own.
+        client.m_bNeedAutoSave = c.type == NOTETAKER_CLOSED_CAPTIONS ? 0 : 1;
         client.MeetingLost(1);
-        EXPECT_EQ("my notes", m_harness.PanelText(client)) << type;
-        EXPECT_TRUE(client.m_aNetInfo.empty()) << type;
-        EXPECT_EQ(0u, client.m_bNeedAutoSave) << type;
-        EXPECT_EQ("my notes", client.m_strShowMsg) << type;
+        EXPECT_EQ(0u, client.m_bNeedAutoSave);
+        EXPECT_EQ(c.notices, NetInfo(client));
+        EXPECT_EQ("my\r\nnotes", client.m_strShowMsg);
 
         CNoteSaveInfoPDU record;
-        ASSERT_TRUE(record.LoadFile(client.m_strAutoSavePath)) << type;
-        ASSERT_TRUE(record.ParseXMLPDU()) << type;
-        EXPECT_EQ("my notes", record.GetNoteShowMsg()) << type;
+        ASSERT_TRUE(record.LoadFile(client.m_strAutoSavePath));
+        ASSERT_TRUE(record.ParseXMLPDU());
+        EXPECT_EQ(c.saved, record.GetNoteShowMsg());
+        std::vector<std::string> saved(record.GetNetInfoCount_INT());
+        for (size_t i = 0; i < saved.size(); ++i) record.GetNetInfo(static_cast<int>(i), saved[i]);
+        EXPECT_EQ(c.notices, saved);
         m_harness.Leave(client);
     }
 }
 
 TEST_F(MeetingTest, KindFiveOnlyMarksTheClientsOwnChange)
 {
-    CClientTempDir dir;
-    ASSERT_TRUE(dir.Ok());
     CNoteClient& client = Join(NOTETAKER_CLOSED_CAPTIONS);
-    client.m_strAutoSavePath = dir.File("auto.xml");
     client.m_bNeedAutoSave = 1;
     client.m_bSelfChange = 0;
-    View(client).SetText("a\nb");
+    ViewOf(client).SetText("a\nb");
     client.MeetingLost(5);
     EXPECT_EQ(1u, client.m_bSelfChange);
     EXPECT_EQ("a\r\nb", client.m_strShowMsg);
@@ -163,7 +141,7 @@ TEST_F(MeetingTest, KindFiveOnlyMarksTheClientsOwnChange)
 TEST_F(MeetingTest, WithoutPanelTheNoteIsJustTheNotice)
 {
     CNoteClient& client = Join(NOTETAKER_CLOSED_CAPTIONS);
-    View(client).SetText("hidden");
+    ViewOf(client).SetText("hidden");
     void* panel = client.GetPanel();
     client.SetPanel(nullptr);
     client.MeetingLost(1);

@@ -1,45 +1,27 @@
 // Resource messages of a PKI meeting: the walk over sealed records (each its decimal length and
 // its bytes), which ends on every input, and the in-process conference's real sealed records,
-// whole, cut into several records, tampered with and truncated.
+// cut into several records, tampered with and truncated.
 //
 // The walk's rule: the records are read from the payload's text (up to its first NUL within the
 // length), but every check measures from the text's end, as a stream's unmoving write position
 // would: a text that fills the length yields no record (0); otherwise the walk needs room after
 // the text (4 bytes, and each record's length) and ends with 1 where a check fails or the text
 // holds no further record. A record that opens is dispatched, one that does not is dropped.
-#include "ClientHarness.h"
-#include "ClientTraceCapture.h"
 #include "ScriptedArmService.h"
 
 #include "conference/DataUnits.h"
-#include "conference/LocalConference.h"
-#include "panel/NoteViewController.h"
-#include "tessarinnote/uiinterface.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
 namespace {
 
-constexpr unsigned kSender = 33;
 const char kRevDataEnd[] = "CNoteClient::RevData,End";
 
-ARMMsg_SessRscInd Message(const std::string& bytes, unsigned kind = 0, const char* name = "NoteTake")
-{
-    ARMMsg_SessRscInd message;
-    message.pszResourceName = name;
-    message.nLength = static_cast<std::uint32_t>(bytes.size());
-    message.pData = reinterpret_cast<const unsigned char*>(bytes.data());
-    message.nKind = kind;
-    return message;
-}
-
-std::string Unit(const std::string& text, unsigned from = kSender)
+std::string Unit(const std::string& text, unsigned from = 33)
 {
     return BuildDataUnitEnvelope(from, 0, 0, text);
 }
@@ -63,54 +45,31 @@ std::string WithRoom(const std::string& text)
     return text + std::string(text.size() + 1, '\0');
 }
 
-std::string PanelText(CNoteClient& client)
-{
-    NoteViewController* panel = static_cast<NoteViewController*>(client.GetPanel());
-    return panel ? panel->View().Text() : std::string();
-}
-
-// A client in a PKI meeting of the scripted service, with a headless panel.
-class ClientPkiWalk : public ::testing::Test {
+// The scripted client in a PKI meeting.
+class ClientPkiWalk : public ScriptedClientTest {
 protected:
     void SetUp() override
     {
         m_service.m_nConferenceFlags = ARM_CONFERENCE_FLAG_PKI;
-        _tagNoteData data;
-        std::memset(&data, 0, sizeof data);
-        data.pArmService = &m_service;
-        data.conferenceHandle = 1;
-        data.nUserId = 4711;
-        m_client.reset(new CNoteClient);
-        m_client->Initialize(data);
-        void* panel = nullptr;
-        CreateUI(&panel, nullptr, m_client.get());
-        m_client->SetPanel(panel);
+        ScriptedClientTest::SetUp();
         m_client->SetNoteTextData("before");
     }
-    void TearDown() override { m_client.reset(); }
 
     int Walk(const std::string& payload, unsigned kind = 0)
     {
-        ARMMsg_SessRscInd message = Message(payload, kind);
+        ARMMsg_SessRscInd message = ResourceMessage(payload, kind);
         return m_client->Handle_ArmMsg_SessRscInd(&message);
     }
-
-    CManualRunLoop m_loop{1000.0};
-    CRunLoopScope m_scope{m_loop};
-    CClientTraceCapture m_trace;
-    CScriptedArmService m_service;
-    std::unique_ptr<CNoteClient> m_client;
 };
 
-TEST_F(ClientPkiWalk, EveryRecordIsOpenedAndDispatchedInOrderAndFreed)
+TEST_F(ClientPkiWalk, EveryRecordIsOpenedWithTheConferenceAndDispatchedInOrderAndFreed)
 {
     const std::string payload = Sequence({Open(Unit("one")), Open(Unit("two")), Open(Unit("three"))});
     EXPECT_EQ(Walk(WithRoom(payload)), 1);  // ends where the text holds no further record
     EXPECT_EQ(m_service.m_vecOpened,
               (std::vector<std::string>{Open(Unit("one")), Open(Unit("two")), Open(Unit("three"))}));
     EXPECT_EQ(m_trace.Count(kRevDataEnd), 3);
-    EXPECT_EQ(PanelText(*m_client), "three");
-    EXPECT_EQ(m_service.m_nQueriedHandle, 1u);
+    EXPECT_EQ(ViewOf(*m_client).Text(), "three");
     EXPECT_TRUE(m_service.m_setOpened.empty());  // every opened buffer went back
 }
 
@@ -123,6 +82,7 @@ TEST_F(ClientPkiWalk, TheDefinedEndsOfTheWalk)
         int result;
         size_t opened;
         const char* text;
+        unsigned kind = 0;
     } cases[] = {
         {"empty payload", "", 0, 0, "before"},
         {"a text that fills the length yields no record", goodSeq, 0, 0, "before"},
@@ -138,36 +98,26 @@ TEST_F(ClientPkiWalk, TheDefinedEndsOfTheWalk)
         {"garbage after a record", WithRoom(goodSeq + "xyzw"), 1, 1, "good"},
         {"records after the text's NUL are not read",
          WithRoom(goodSeq + std::string(1, '\0') + Sequence({Open(Unit("hidden"))})), 1, 1, "good"},
+        {"a record that does not open is dropped and the walk goes on",
+         WithRoom(Sequence({"Xforged", Open(Unit("after"))})), 1, 2, "after"},
+        {"a record that opens to no valid envelope is no empty text",
+         WithRoom(Sequence({Open("abc"), Open(std::string(20, '\xff'))})), 1, 2, "before"},
+        // The message's kind applies to each record: 1 reports a change instead of a text.
+        {"kind 1", WithRoom(Sequence({Open(Unit("a")), Open(Unit("b"))})), 1, 2, "before", 1},
+        {"kind 2", WithRoom(goodSeq), 1, 1, "good", 2},
     };
     for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
         m_service.m_vecOpened.clear();
         m_client->SetNoteTextData("before");
-        EXPECT_EQ(Walk(c.payload), c.result) << c.what;
-        EXPECT_EQ(m_service.m_vecOpened.size(), c.opened) << c.what;
-        EXPECT_EQ(PanelText(*m_client), c.text) << c.what;
+        m_client->m_bLastWasChange = 7;
+        EXPECT_EQ(Walk(c.payload, c.kind), c.result);
+        EXPECT_EQ(m_service.m_vecOpened.size(), c.opened);
+        EXPECT_EQ(ViewOf(*m_client).Text(), c.text);
+        if (c.kind) {
+            EXPECT_EQ(m_client->m_bLastWasChange, c.kind == 1 ? 1u : 0u);
+        }
     }
-}
-
-TEST_F(ClientPkiWalk, ARecordThatDoesNotOpenIsDroppedAndTheWalkGoesOn)
-{
-    EXPECT_EQ(Walk(WithRoom(Sequence({"Xforged", Open(Unit("after"))}))), 1);
-    EXPECT_EQ(m_service.m_vecOpened.size(), 2u);
-    EXPECT_EQ(PanelText(*m_client), "after");
-
-    // A record that opens to no valid envelope is not dispatched as an empty text.
-    Walk(WithRoom(Sequence({Open("abc"), Open(std::string(20, '\xff'))})));
-    EXPECT_EQ(PanelText(*m_client), "after");
-}
-
-TEST_F(ClientPkiWalk, TheKindIsAppliedToEachRecord)
-{
-    m_client->m_bLastWasChange = 0;
-    Walk(WithRoom(Sequence({Open(Unit("a")), Open(Unit("b"))})), 1);
-    EXPECT_EQ(m_client->m_bLastWasChange, 1u);
-    EXPECT_EQ(PanelText(*m_client), "before");
-    Walk(WithRoom(Sequence({Open(Unit("c"))})), 2);
-    EXPECT_EQ(m_client->m_bLastWasChange, 0u);
-    EXPECT_EQ(PanelText(*m_client), "c");
 }
 
 TEST_F(ClientPkiWalk, HostilePayloadsAlwaysEnd)
@@ -224,15 +174,6 @@ protected:
     CLocalConference* m_pConference = nullptr;
 };
 
-TEST_F(ClientPkiMeeting, ASealedWholeTextReachesTheReader)
-{
-    ASSERT_TRUE(m_pReader->IsPKIMeeting());
-    m_harness.Meeting().SendDataUnit(m_pWriter->m_pArmService, 0, 0, "sealed hello", EDataRoute::kResourceCallback,
-                                     "NoteTake", 0);
-    m_harness.Settle();
-    EXPECT_EQ(m_harness.PanelText(*m_pReader), "sealed hello");
-}
-
 TEST_F(ClientPkiMeeting, ATextLargerThanOneRecordIsDispatchedRecordByRecord)
 {
     std::string text(40000, '\0');
@@ -253,12 +194,12 @@ TEST_F(ClientPkiMeeting, ATamperedRecordIsRefusedAndTheOthersStillApply)
     tampered[tampered.size() / 2] = tampered[tampered.size() / 2] == 'A' ? 'B' : 'A';
 
     std::string payload = WithRoom(Sequence({Sealed("good"), tampered}));
-    ARMMsg_SessRscInd message = Message(payload);
+    ARMMsg_SessRscInd message = ResourceMessage(payload);
     EXPECT_EQ(ArmRscCallBack(0, ARM_MSG_SESS_RSC_IND, &message), 0);
     EXPECT_EQ(m_harness.PanelText(*m_pReader), "good");
 
     payload = WithRoom(Sequence({tampered, Sealed("after the forgery")}));
-    message = Message(payload);
+    message = ResourceMessage(payload);
     m_pReader->Handle_ArmMsg_SessRscInd(&message);
     EXPECT_EQ(m_harness.PanelText(*m_pReader), "after the forgery");
 }
@@ -267,7 +208,7 @@ TEST_F(ClientPkiMeeting, ATruncatedSequenceKeepsTheRecordsBeforeTheCut)
 {
     const std::string full = Sequence({Sealed("first"), Sealed("second")});
     const std::string cut = WithRoom(full.substr(0, full.size() - 5));
-    ARMMsg_SessRscInd message = Message(cut);
+    ARMMsg_SessRscInd message = ResourceMessage(cut);
     EXPECT_EQ(m_pReader->Handle_ArmMsg_SessRscInd(&message), 1);
     EXPECT_EQ(m_harness.PanelText(*m_pReader), "first");
 }

@@ -1,5 +1,5 @@
 // Test helper: a fresh directory under the system's temporary directory for as long as the
-// object lives, and the files in it.
+// object lives, and the files (and directories) in it.
 #pragma once
 
 #include <dirent.h>
@@ -20,20 +20,13 @@ public:
     }
     ~CClientTempDir()
     {
-        if (m_strPath.empty()) return;
-        if (DIR* dir = opendir(m_strPath.c_str())) {
-            while (dirent* entry = readdir(dir)) {
-                const std::string name = entry->d_name;
-                if (name != "." && name != "..") unlink((m_strPath + "/" + name).c_str());
-            }
-            closedir(dir);
-        }
-        rmdir(m_strPath.c_str());
+        if (!m_strPath.empty()) Remove(m_strPath);
     }
     CClientTempDir(const CClientTempDir&) = delete;
     CClientTempDir& operator=(const CClientTempDir&) = delete;
 
     bool Ok() const { return !m_strPath.empty(); }
+    const std::string& Path() const { return m_strPath; }
     // The path of name in the directory.
     std::string File(const std::string& name) const { return m_strPath + "/" + name; }
 
@@ -46,6 +39,20 @@ public:
     static void Write(const std::string& path, const std::string& bytes)
     {
         std::ofstream(path, std::ios::binary) << bytes;
+    }
+    // Removes path, a directory with everything in it.
+    static void Remove(const std::string& path)
+    {
+        if (DIR* dir = opendir(path.c_str())) {
+            while (dirent* entry = readdir(dir)) {
+                const std::string name = entry->d_name;
+                if (name != "." && name != "..") Remove(path + "/" + name);
+            }
+            closedir(dir);
+            rmdir(path.c_str());
+        } else {
+            unlink(path.c_str());
+        }
     }
 
 private:

@@ -1,10 +1,12 @@
-// Collects the plug-in's trace lines through the host UI library's trace callback while it
-// lives, so client tests can look for exact lines (and keep standard error quiet).
+// Recorders of the host UI library's callbacks for client tests, each for as long as it lives:
+// the plug-in's trace lines (with the numbers of the messages the panel received, read from the
+// panel's own trace line) and the telemetry actions reported. Standard error stays quiet.
 #pragma once
 
 #include "tessarinnote/notehostui.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -15,7 +17,6 @@ public:
     CClientTraceCapture(const CClientTraceCapture&) = delete;
     CClientTraceCapture& operator=(const CClientTraceCapture&) = delete;
 
-    const std::vector<std::string>& Lines() const { return m_lines; }
     void Clear() { m_lines.clear(); }
     long Count(const std::string& line) const { return std::count(m_lines.begin(), m_lines.end(), line); }
     // The lines that begin with prefix, in order.
@@ -26,6 +27,18 @@ public:
             if (line.compare(0, prefix.size(), prefix) == 0) found.push_back(line);
         return found;
     }
+    // The messages the panel received, in order: those among wanted, all for an empty wanted.
+    std::vector<int> PanelMessages(const std::vector<int>& wanted = {}) const
+    {
+        static const std::string kPrefix = "NOTE:OnReceiveMessage:message = ";
+        std::vector<int> picked;
+        for (const std::string& line : StartingWith(kPrefix)) {
+            const int message = std::atoi(line.c_str() + kPrefix.size());
+            if (wanted.empty() || std::find(wanted.begin(), wanted.end(), message) != wanted.end())
+                picked.push_back(message);
+        }
+        return picked;
+    }
 
 private:
     static void Collect(void* context, const char* module, const char* line)
@@ -35,4 +48,20 @@ private:
     }
 
     std::vector<std::string> m_lines;
+};
+
+class CTelemetryLog {
+public:
+    CTelemetryLog() { NoteHostUI_SetTelemetryCallback(&OnAction, this); }
+    ~CTelemetryLog() { NoteHostUI_SetTelemetryCallback(nullptr, nullptr); }
+    CTelemetryLog(const CTelemetryLog&) = delete;
+    CTelemetryLog& operator=(const CTelemetryLog&) = delete;
+
+    std::vector<int> m_vecActions;
+
+private:
+    static void OnAction(void* context, int action)
+    {
+        static_cast<CTelemetryLog*>(context)->m_vecActions.push_back(action);
+    }
 };
