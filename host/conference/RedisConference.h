@@ -1,0 +1,61 @@
+// The Redis-backed meeting: every participant's service talks to one redis-server, so processes
+// on several machines that open the same meeting id are in the same meeting. Replies and
+// deliveries arrive on the GLib main context of the participant (hiredis's asynchronous API with
+// its GLib adapter); no thread is started.
+//
+// Keys and channels of a meeting live under one prefix ("note:{meetingId}:"), so Redis ACLs can
+// fence a meeting: CreateRedisMeeting makes a writer and a reader user that reach that prefix
+// only. Keys expire a time to live after the meeting's last write.
+#pragma once
+
+#include "conference/Meeting.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+// Where the server is, which meeting, and who we are.
+struct CRedisMeetingOptions {
+    std::string strHost = "127.0.0.1";
+    int nPort = 6379;
+    std::string strUnixSocket;  // not empty: used instead of host and port
+    std::string strMeetingId;
+    std::string strUser;      // empty: the server's default user
+    std::string strPassword;  // empty: no AUTH
+    bool bPki = false;
+    unsigned nTtlSeconds = 24 * 3600;  // keys live this long after the meeting's last write
+};
+
+// Reads "redis://[user[:password]@]host[:port]" or "unix:///path/to/socket" into the connection
+// fields of options (the others are left alone); false, with a one-line reason, otherwise.
+bool ParseRedisUrl(const std::string& url, CRedisMeetingOptions& options, std::string& error);
+
+// "host:port" or the socket path, for messages.
+std::string RedisServerName(const CRedisMeetingOptions& options);
+
+// Opens the meeting. Connects once synchronously so that an unreachable server or a wrong
+// credential is reported here (null, with a one-line reason naming the server) rather than
+// later as a lost meeting.
+std::unique_ptr<IMeeting> NewRedisMeeting(const CRedisMeetingOptions& options, std::string& error);
+
+// The credentials CreateRedisMeeting makes: a writer (may put into every cache of the meeting)
+// and a reader (may read and subscribe, and put nothing into a closed-captions cache).
+struct CRedisMeetingCredentials {
+    std::string strWriterUser;
+    std::string strWriterPassword;
+    std::string strReaderUser;
+    std::string strReaderPassword;
+};
+
+// With an administrator's connection (options' user may create ACL users): creates the
+// meeting's writer and reader users fenced to its keys and channels. DeleteRedisMeeting
+// removes both users and every key of the meeting. false, with a one-line reason, on failure.
+bool CreateRedisMeeting(const CRedisMeetingOptions& admin, CRedisMeetingCredentials& credentials,
+                        std::string& error);
+bool DeleteRedisMeeting(const CRedisMeetingOptions& admin, std::string& error);
+
+// Every item of every cache of the meeting, in id order per cache, with its arrival time on the
+// server (reference-date seconds, as CRecordedItem says), for exports with cue times. Reads
+// synchronously; false, with a one-line reason, when the server cannot be read.
+bool ReadRedisMeetingHistory(const CRedisMeetingOptions& options,
+                             std::vector<CRecordedItem>& items, std::string& error);
