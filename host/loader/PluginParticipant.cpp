@@ -14,7 +14,7 @@ CPluginParticipant::CPluginParticipant(CNotePlugin& plugin, IMeeting& meeting,
 {
     std::memset(&m_data, 0, sizeof m_data);
     m_data.pHostSink = &m_hostSink;
-    m_data.pParentView = nullptr;
+    m_data.pParentView = setup.pParentView;
     m_data.pArmService = meeting.NewService(GetCurrentRunLoop());
     m_data.conferenceHandle = meeting.ConferenceHandle();
     m_data.sessionHandle = meeting.SessionHandle();

@@ -17,6 +17,7 @@ struct SParticipantSetup {
     NOTETAKERTYPE notepadType = NOTETAKER_SINGLE;
     unsigned nUserType = NOTE_USER_READER;
     std::string strAutoSavePath;  // empty: none
+    void* pParentView = nullptr;  // a QWidget* in a Qt host; null: a headless panel
 };
 
 class CPluginParticipant {
