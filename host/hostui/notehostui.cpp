@@ -1,6 +1,11 @@
 // Host UI library: formats trace lines and routes trace lines, warnings and telemetry either to
-// the callbacks a host registered or to the defaults (standard error; telemetry dropped).
+// the callbacks a host registered or to the defaults (standard error, or a message box for the
+// warning in a QApplication; telemetry dropped).
 #include "tessarinnote/notehostui.h"
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QString>
 
 #include <stdarg.h>
 #include <stdio.h>
@@ -90,10 +95,17 @@ void MacInfoTrace2(const char* module, const char* format, ...)
 
 void ShowWarningWindow2(const char* title, const char* text)
 {
-    if (g_warning.callback)
+    if (g_warning.callback) {
         g_warning.callback(g_warning.context, OrEmpty(title), OrEmpty(text));
-    else
+    } else if (qobject_cast<QApplication*>(QCoreApplication::instance())) {
+        // A window system: the person at it sees the warning and confirms it.
+        QMessageBox box(QMessageBox::Warning, QString::fromUtf8(OrEmpty(title)),
+                        QString::fromUtf8(OrEmpty(text)), QMessageBox::Ok,
+                        QApplication::activeWindow());
+        box.exec();
+    } else {
         fprintf(stderr, "%s: %s\n", OrEmpty(title), OrEmpty(text));
+    }
 }
 
 void SendTelemetryActionByID(int actionId)

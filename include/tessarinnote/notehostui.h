@@ -19,7 +19,8 @@ extern "C" {
 NOTEHOSTUI_API void MacInfoTrace2(const char* module, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
 
-// Shows a one-button warning window with a title and a text (both UTF-8).
+// Shows a one-button warning window with a title and a text (both UTF-8): the registered
+// warning callback, else a modal message box when a QApplication exists, else standard error.
 NOTEHOSTUI_API void ShowWarningWindow2(const char* title, const char* text);
 
 // Reports a telemetry action (the plug-in sends 2001 when a save starts, 2002 when a file is

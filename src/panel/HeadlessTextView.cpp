@@ -71,16 +71,16 @@ void CHeadlessTextView::SetPasteboardString(const std::string& text)
     NoteHostUI_SetClipboard(text.c_str(), nullptr);
 }
 
-bool CHeadlessTextView::RunSaveDialog(const std::string& title, const std::string& defaultName,
-                                      std::string& chosenPath)
+INoteTextViewPort::ESaveDialogResult CHeadlessTextView::RunSaveDialog(
+    const std::string& title, const std::string& defaultName, std::string& chosenPath)
 {
     ++m_nDialogCount;
     m_strDialogTitle = title;
     m_strDialogDefaultName = defaultName;
     const char* chosen = NoteHostUI_ChooseSaveFile(title.c_str(), defaultName.c_str());
-    if (!chosen) return false;
+    if (!chosen) return kSaveCancelled;
     chosenPath = chosen;
-    return true;
+    return kSaveConfirmed;
 }
 
 void CHeadlessTextView::GetSelection(unsigned* location, unsigned* length) const

@@ -41,8 +41,8 @@ public:
     void SetPublishEnabled(bool enabled) override { m_bPublishEnabled = enabled; }
     bool IsPublishEnabled() const override { return m_bPublishEnabled; }
     void SetPublishVisible(bool visible) override { m_bPublishVisible = visible; }
-    bool RunSaveDialog(const std::string& title, const std::string& defaultName,
-                       std::string& chosenPath) override;
+    ESaveDialogResult RunSaveDialog(const std::string& title, const std::string& defaultName,
+                                    std::string& chosenPath) override;
     void AbortSaveDialog() override { ++m_nAbortCount; }
     void Beep() override { ++m_nBeepCount; }
 

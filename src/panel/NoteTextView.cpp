@@ -182,6 +182,21 @@ bool NoteTextView::deleteBackward()
     return EditRange(start, location - start, std::string());
 }
 
+bool NoteTextView::deleteForward()
+{
+    unsigned location = 0;
+    unsigned length = 0;
+    m_port.GetSelectedRange(location, length);
+    if (length != 0) return EditRange(location, length, std::string());
+    if (location >= m_port.Length()) return false;
+    // The character after the caret, whole.
+    const std::string text = m_port.Text();
+    const size_t from = Utf8PrefixBytes(text, location);
+    size_t to = from + 1;
+    while (to < text.size() && (static_cast<unsigned char>(text[to]) & 0xC0) == 0x80) ++to;
+    return EditRange(location, Utf16Length(text.substr(from, to - from)), std::string());
+}
+
 void NoteTextView::insertNewline()
 {
     if (m_textControler && m_textControler->doCommandBySelector(kNoteInsertNewline)) return;

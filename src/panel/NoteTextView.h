@@ -42,6 +42,8 @@ public:
     bool EditRange(unsigned location, unsigned length, const std::string& utf8);
     bool insertText(const std::string& utf8);
     bool deleteBackward();
+    // The Delete key: the selection, or the character after the caret.
+    bool deleteForward();
     // Return: the controller sees the command first, then the line end is typed.
     void insertNewline();
 

@@ -37,10 +37,11 @@ public:
     virtual bool IsPublishEnabled() const = 0;
     virtual void SetPublishVisible(bool visible) = 0;
 
-    // Runs the save dialog modally: true and the chosen path when confirmed, false when
-    // cancelled (or aborted).
-    virtual bool RunSaveDialog(const std::string& title, const std::string& defaultName,
-                               std::string& chosenPath) = 0;
+    // Runs the save dialog modally; the chosen path when confirmed.
+    enum ESaveDialogResult { kSaveConfirmed, kSaveCancelled, kSaveAborted };
+    virtual ESaveDialogResult RunSaveDialog(const std::string& title,
+                                            const std::string& defaultName,
+                                            std::string& chosenPath) = 0;
     virtual void AbortSaveDialog() = 0;
     virtual void Beep() = 0;
 };

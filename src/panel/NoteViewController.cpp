@@ -30,7 +30,10 @@ NoteViewController::NoteViewController(std::unique_ptr<INoteTextViewPort> view)
     m_textView.setController(this);
 }
 
-NoteViewController::~NoteViewController() = default;
+NoteViewController::~NoteViewController()
+{
+    *m_pAlive = false;
+}
 
 long NoteViewController::OnReceiveMessage(unsigned message, void* in, void* out, void* context)
 {
@@ -127,11 +130,17 @@ int NoteViewController::popUpSaveFileDlg(std::string& path)
 
     std::string chosen;
     m_bSaveDialogOpen = true;
-    const bool confirmed = m_view->RunSaveDialog(title, defaultName, chosen);
+    const std::shared_ptr<bool> alive = m_pAlive;
+    const INoteTextViewPort::ESaveDialogResult result =
+        m_view->RunSaveDialog(title, defaultName, chosen);
+    // Released while the dialog ran (the instance went away): nothing of ours is left to touch.
+    if (!*alive) return NOTEUI_DIALOG_CANCELLED;
     m_bSaveDialogOpen = false;
-    if (!confirmed) return -1;
-    path = chosen;
-    return 0;
+    switch (result) {
+    case INoteTextViewPort::kSaveConfirmed: path = chosen; return 0;
+    case INoteTextViewPort::kSaveCancelled: return -1;
+    default: return NOTEUI_DIALOG_CANCELLED;  // aborted: the client gives up saving
+    }
 }
 
 void NoteViewController::onPublish(bool fromButton)

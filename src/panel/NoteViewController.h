@@ -74,4 +74,6 @@ private:
     std::string m_replacementString;
     int m_nMaxLen = 0;
     bool m_bSaveDialogOpen = false;
+    // Cleared on destruction: a save dialog's nested loop may release the panel under us.
+    std::shared_ptr<bool> m_pAlive = std::make_shared<bool>(true);
 };

@@ -258,8 +258,8 @@ TEST_F(ControllerTest, SaveDialogResults)
 // A view whose dialog is still open when the client aborts it.
 class CAbortingView : public CHeadlessTextView {
 public:
-    bool RunSaveDialog(const std::string& title, const std::string& name,
-                       std::string& chosen) override
+    ESaveDialogResult RunSaveDialog(const std::string& title, const std::string& name,
+                                    std::string& chosen) override
     {
         m_pController->OnReceiveMessage(NOTEUI_ABORT_SAVE_DIALOG, nullptr, nullptr, nullptr);
         return CHeadlessTextView::RunSaveDialog(title, name, chosen);

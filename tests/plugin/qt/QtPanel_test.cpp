@@ -1,0 +1,354 @@
+// The Qt panel through the loaded plug-in: several participants' windows in one process on the
+// in-process conference, driven with real key and mouse events.
+#include "conference/LocalConference.h"
+#include "loader/PluginParticipant.h"
+#include "panel/NoteView.h"
+#include "tessarinnote/notehostui.h"
+
+#include <QAccessible>
+#include <QApplication>
+#include <QClipboard>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QMenu>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+namespace {
+
+QApplication& App()
+{
+    static int argc = 1;
+    static char name[] = "plugin_qtpanel_tests";
+    static char* argv[] = {name, nullptr};
+    static QApplication* app = new QApplication(argc, argv);
+    return *app;
+}
+
+bool PumpUntil(const std::function<bool()>& done, int timeoutMs = 5000)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!done()) {
+        if (timer.elapsed() > timeoutMs) return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        usleep(1000);
+    }
+    return true;
+}
+
+void Pump(int ms)
+{
+    PumpUntil([] { return false; }, ms);
+}
+
+// One person: a window of the test host with the plug-in's panel in it.
+struct SWindow {
+    std::unique_ptr<QWidget> window = std::make_unique<QWidget>();
+    std::unique_ptr<CPluginParticipant> participant;
+
+    ~SWindow() { participant.reset(); }  // the instance goes before its window
+    QPlainTextEdit* Text() const { return window->findChild<QPlainTextEdit*>("NoteTextView"); }
+    QPushButton* Button(const char* name) const { return window->findChild<QPushButton*>(name); }
+    QString Shown() const { return Text()->toPlainText(); }
+    int Beeps() const { return Text()->property("beepCount").toInt(); }
+    void Type(const QString& keys) { QTest::keyClicks(Text(), keys); }
+    void Key(int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+    {
+        QTest::keyClick(Text(), static_cast<Qt::Key>(key), modifiers);
+    }
+};
+
+class QtPanel : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        App();
+        std::string error;
+        ASSERT_TRUE(m_plugin.Load(CNotePlugin::BuiltPath(), error)) << error;
+        NoteHostUI_SetTraceCallback([](void*, const char*, const char*) {}, nullptr);
+    }
+    void TearDown() override
+    {
+        m_vecWindows.clear();
+        QGuiApplication::clipboard()->clear();
+        NoteHostUI_SetTraceCallback(nullptr, nullptr);
+    }
+
+    SWindow& Join(unsigned userId, NOTETAKERTYPE type, unsigned userType, int width = 480,
+                  int height = 320)
+    {
+        m_vecWindows.push_back(std::make_unique<SWindow>());
+        SWindow& w = *m_vecWindows.back();
+        w.window->resize(width, height);
+        w.window->show();
+        SParticipantSetup setup;
+        setup.nUserId = userId;
+        setup.notepadType = type;
+        setup.nUserType = userType;
+        setup.pParentView = w.window.get();
+        w.participant = std::make_unique<CPluginParticipant>(m_plugin, *m_pMeeting, setup);
+        Pump(100);
+        return w;
+    }
+
+    // Keyboard focus in the window's text, as a person clicking into it gives.
+    static void Focus(SWindow& w)
+    {
+        w.window->activateWindow();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(w.window.get()));
+        w.Text()->setFocus();
+        EXPECT_TRUE(PumpUntil([&] { return w.Text()->hasFocus(); }));
+    }
+
+    CNotePlugin m_plugin;
+    std::unique_ptr<IMeeting> m_pMeeting = NewLocalMeeting(CMeetingOptions());
+    std::vector<std::unique_ptr<SWindow>> m_vecWindows;
+};
+
+TEST_F(QtPanel, CaptionsTypedWithReturnReachEveryReaderAndAssistiveTechnology)
+{
+    SWindow& captioner = Join(1, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_WRITER);
+    SWindow& first = Join(2, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_READER);
+    SWindow& second = Join(3, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_READER);
+    // What the reader's panel announces to assistive technology, as it announces it.
+    QSignalSpy announced(first.Text(), SIGNAL(textArrived(int, QString)));
+
+    Focus(captioner);
+    captioner.Type("Good morning");
+    captioner.Key(Qt::Key_Return);
+    EXPECT_TRUE(PumpUntil([&] { return first.Shown() == "Good morning\n" && second.Shown() == "Good morning\n"; }))
+        << first.Shown().toStdString() << "|" << second.Shown().toStdString();
+    ASSERT_EQ(1, announced.count());
+    EXPECT_EQ((QVariantList{0, QString("Good morning\n")}), announced.first());
+
+    // Committed captions are on every screen already: typing into them only beeps.
+    const int beeps = captioner.Beeps();
+    captioner.Key(Qt::Key_Home, Qt::ControlModifier);
+    captioner.Type("x");
+    captioner.Key(Qt::Key_Backspace);
+    EXPECT_EQ("Good morning\n", captioner.Shown());
+    EXPECT_EQ(beeps + 1, captioner.Beeps());
+
+    // A reader's panel takes no typing at all.
+    Focus(first);
+    first.Key(Qt::Key_End, Qt::ControlModifier);
+    first.Type("y");
+    first.Key(Qt::Key_Return);
+    EXPECT_EQ("Good morning\n", first.Shown());
+    EXPECT_GE(first.Beeps(), 2);
+}
+
+TEST_F(QtPanel, AReaderFollowsNewLinesUnlessScrolledUpAndZoomsWithoutChangingText)
+{
+    SWindow& captioner = Join(1, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_WRITER);
+    SWindow& reader = Join(2, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_READER, 400, 200);
+    Focus(captioner);
+    for (int line = 0; line < 40; ++line) {
+        captioner.Type(QString("line %1").arg(line));
+        captioner.Key(Qt::Key_Return);
+    }
+    QScrollBar* bar = reader.Text()->verticalScrollBar();
+    ASSERT_TRUE(PumpUntil([&] { return reader.Shown().endsWith("line 39\n"); }));
+    Pump(400);  // the meeting's own scroll to the end, five ticks later
+    EXPECT_GT(bar->maximum(), 0);
+    EXPECT_EQ(bar->maximum(), bar->value());
+
+    bar->setValue(3);  // the reader goes back to reread
+    captioner.Type("one more");
+    captioner.Key(Qt::Key_Return);
+    ASSERT_TRUE(PumpUntil([&] { return reader.Shown().endsWith("one more\n"); }));
+    Pump(400);
+    EXPECT_EQ(3, bar->value());
+
+    const QString text = reader.Shown();
+    const qreal points = reader.Text()->font().pointSizeF();
+    QMetaObject::invokeMethod(reader.Text(), "zoomIn", Q_ARG(int, 4));
+    EXPECT_GT(reader.Text()->font().pointSizeF(), points);
+    QMetaObject::invokeMethod(reader.Text(), "zoomReset");
+    EXPECT_EQ(points, reader.Text()->font().pointSizeF());
+    EXPECT_EQ(text, reader.Shown());
+    EXPECT_EQ(text, captioner.Shown());
+}
+
+TEST_F(QtPanel, PublishInANoteTakerMeetingReachesTheReaders)
+{
+    SWindow& taker = Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
+    SWindow& reader = Join(2, NOTETAKER_SINGLE, NOTE_USER_READER);
+    Focus(taker);
+    taker.Type("Agenda: budget");
+    EXPECT_EQ("", reader.Shown());
+    ASSERT_TRUE(PumpUntil([&] { return taker.Button("PublishButton")->isEnabled(); }));
+    QTest::mouseClick(taker.Button("PublishButton"), Qt::LeftButton);
+    EXPECT_TRUE(PumpUntil([&] { return reader.Shown() == "Agenda: budget"; }));
+}
+
+TEST_F(QtPanel, APasteLongerThanTheRoomWarnsAndChangesNothingOneThatFitsIsTaken)
+{
+    SWindow& w = Join(1, NOTETAKER_ALL_PARTICIPANTS, NOTE_USER_WRITER);
+    Focus(w);
+    w.Type("ab");
+    const int room = 81920 - 2;
+    QString warning;
+    QTimer::singleShot(0, [&] {
+        PumpUntil([] { return qobject_cast<QMessageBox*>(QApplication::activeModalWidget()); }, 2000);
+        if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+            warning = box->windowTitle() + "|" + box->text();
+            box->accept();
+        }
+    });
+    QGuiApplication::clipboard()->setText(QString(room + 1, 'x'));
+    w.Key(Qt::Key_V, Qt::ControlModifier);
+    EXPECT_EQ("Velmar Zentor Notes|Unable to paste all of the selected text into the Notes panel. "
+              "Please delete some text and try again.", warning);
+    EXPECT_EQ("ab", w.Shown());
+
+    Focus(w);  // the warning took the focus
+    QGuiApplication::clipboard()->setText(QString(room, 'x'));
+    w.Key(Qt::Key_V, Qt::ControlModifier);
+    EXPECT_EQ(81920, w.Shown().size());
+}
+
+// The enabled items of the context menu a right click opens, by tag.
+std::string MenuState(SWindow& w)
+{
+    QContextMenuEvent click(QContextMenuEvent::Mouse, QPoint(10, 10), w.Text()->mapToGlobal(QPoint(10, 10)));
+    QApplication::sendEvent(w.Text()->viewport(), &click);
+    QMenu* menu = w.Text()->findChild<QMenu*>("NoteContextMenu");
+    if (!menu) return "no menu";
+    std::ostringstream state;
+    for (QAction* action : menu->actions())
+        if (!action->isSeparator()) state << action->data().toInt() << (action->isEnabled() ? "+ " : "- ");
+    menu->close();
+    delete menu;
+    return state.str();
+}
+
+TEST_F(QtPanel, TheContextMenuEnablesItemsByRoleTypeSelectionAndCommittedText)
+{
+    QGuiApplication::clipboard()->setText("z");
+    SWindow& captioner = Join(1, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_WRITER);
+    Focus(captioner);
+    captioner.Type("said");
+    captioner.Key(Qt::Key_Return);
+    captioner.Type("now");
+    EXPECT_EQ("11- 12+ 14+ ", MenuState(captioner).substr(0, 12));
+    captioner.Key(Qt::Key_Home, Qt::ControlModifier);  // into the committed line: no paste
+    EXPECT_EQ("11- 12- 14+ ", MenuState(captioner).substr(0, 12));
+
+    m_pMeeting = NewLocalMeeting(CMeetingOptions());
+    SWindow& taker = Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
+    SWindow& reader = Join(2, NOTETAKER_SINGLE, NOTE_USER_READER);
+    Focus(taker);
+    taker.Type("draft");
+    taker.Key(Qt::Key_A, Qt::ControlModifier);
+    EXPECT_EQ("10+ 11+ 12+ 13+ 14+ ", MenuState(taker).substr(0, 20));
+    ASSERT_TRUE(PumpUntil([&] { return taker.Button("PublishButton")->isEnabled(); }));
+    QTest::mouseClick(taker.Button("PublishButton"), Qt::LeftButton);
+    ASSERT_TRUE(PumpUntil([&] { return reader.Shown() == "draft"; }));
+    Focus(reader);
+    reader.Key(Qt::Key_A, Qt::ControlModifier);
+    const std::string readerMenu = MenuState(reader);
+    EXPECT_EQ("10+ 11+ 12- 13+ 14+ ", readerMenu.substr(0, 20));
+    EXPECT_NE(std::string::npos, readerMenu.find("16-"));
+}
+
+// Answers the next save dialog with answer (run inside the dialog's own loop).
+void AnswerSaveDialog(const std::function<void(QFileDialog&)>& answer, QString* title = nullptr,
+                      QString* defaultName = nullptr)
+{
+    QTimer::singleShot(0, [=] {
+        PumpUntil([] { return qobject_cast<QFileDialog*>(QApplication::activeModalWidget()); }, 2000);
+        auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+        if (!dialog) return;
+        if (title) *title = dialog->windowTitle();
+        if (defaultName && !dialog->selectedFiles().isEmpty())
+            *defaultName = QFileInfo(dialog->selectedFiles().first()).fileName();
+        answer(*dialog);
+    });
+}
+
+TEST_F(QtPanel, TheSaveDialogIsChosenCancelledOrAbortedWithTheInstance)
+{
+    char folder[] = "/tmp/qtpanelXXXXXX";
+    ASSERT_TRUE(mkdtemp(folder));
+    const QString path = QString(folder) + "/minutes.txt";
+    SWindow& w = Join(1, NOTETAKER_ALL_PARTICIPANTS, NOTE_USER_WRITER);
+    Focus(w);
+    w.Type("Minutes");
+    void* instance = w.participant->Instance();
+
+    QString title;
+    QString defaultName;
+    AnswerSaveDialog([&](QFileDialog& d) { d.selectFile(path); static_cast<QDialog&>(d).accept(); }, &title, &defaultName);
+    EXPECT_EQ(0, m_plugin.NoteFileSaveAs(instance));
+    EXPECT_EQ("Save Notes As", title);
+    EXPECT_EQ("Notes.txt", defaultName);
+    std::ifstream saved(path.toStdString());
+    EXPECT_EQ("Minutes", std::string(std::istreambuf_iterator<char>(saved), {}));
+    unlink(path.toStdString().c_str());
+
+    AnswerSaveDialog([](QFileDialog& d) { d.reject(); });
+    EXPECT_EQ(-1, m_plugin.NoteFileSaveAs(instance));
+    EXPECT_NE(0, access(path.toStdString().c_str(), F_OK));
+
+    // The instance ends while its dialog runs: the dialog closes and nothing is written.
+    AnswerSaveDialog([&](QFileDialog& d) {
+        d.selectFile(path);
+        w.participant.reset();
+    });
+    EXPECT_EQ(-1, m_plugin.NoteFileSaveAs(instance));
+    EXPECT_FALSE(QApplication::activeModalWidget());
+    EXPECT_NE(0, access(path.toStdString().c_str(), F_OK));
+    rmdir(folder);
+}
+
+TEST_F(QtPanel, TheLayoutFollowsResizesAndTheSeparatorIsDrawnAboveTheButtons)
+{
+    SWindow& w = Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
+    w.window->resize(520, 300);
+    Pump(50);
+    QPushButton* publish = w.Button("PublishButton");
+    QPushButton* save = w.Button("SaveButton");
+    QWidget* view = w.window->findChild<QWidget*>("NoteView");
+    ASSERT_TRUE(publish && save && view);
+    EXPECT_EQ(QRect(0, 0, 520, 300), view->geometry());
+    EXPECT_EQ(QRect(520 - 10 - save->width(), 300 - 28, save->width(), 24), save->geometry());
+    EXPECT_EQ(QRect(520 - 14 - save->width() - publish->width(), 300 - 28, publish->width(), 24),
+              publish->geometry());
+    EXPECT_EQ(QRect(0, 0, 520, 300 - 33), w.Text()->geometry());
+
+    const QImage image = view->grab().toImage();
+    const QRgb separator = image.pixel(5, 300 - 33);
+    EXPECT_EQ(kNoteViewSeparatorRGB, separator & 0xFFFFFF);
+    EXPECT_EQ(kNoteViewBackgroundRGB, image.pixel(5, 300 - 32) & 0xFFFFFF);
+    EXPECT_EQ(kNoteViewBackgroundRGB, image.pixel(5, 300 - 2) & 0xFFFFFF);
+    EXPECT_EQ(kNoteViewBackgroundRGB, image.pixel(300, 150) & 0xFFFFFF);  // the empty text
+
+    for (QWidget* part : {view, static_cast<QWidget*>(w.Text()), static_cast<QWidget*>(publish),
+                          static_cast<QWidget*>(save)}) {
+        QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(part);
+        ASSERT_TRUE(accessible);
+        EXPECT_FALSE(accessible->text(QAccessible::Name).isEmpty()) << part->objectName().toStdString();
+    }
+    EXPECT_EQ("Publish", publish->toolTip());
+    EXPECT_EQ("Save", save->toolTip());
+}
+
+}  // namespace
