@@ -32,13 +32,21 @@
 
 namespace {
 
+// One QApplication for the whole run, made on first use and gone before the process ends.
+int g_argc = 1;
+char g_name[] = "plugin_qtpanel_tests";
+char* g_argv[] = {g_name, nullptr};
+std::unique_ptr<QApplication> g_app;
+
+struct SApplicationEnd : ::testing::Environment {
+    void TearDown() override { g_app.reset(); }
+};
+const auto* const g_end = ::testing::AddGlobalTestEnvironment(new SApplicationEnd);
+
 QApplication& App()
 {
-    static int argc = 1;
-    static char name[] = "plugin_qtpanel_tests";
-    static char* argv[] = {name, nullptr};
-    static QApplication* app = new QApplication(argc, argv);
-    return *app;
+    if (!g_app) g_app = std::make_unique<QApplication>(g_argc, g_argv);
+    return *g_app;
 }
 
 bool PumpUntil(const std::function<bool()>& done, int timeoutMs = 5000)
@@ -252,6 +260,7 @@ TEST_F(QtPanel, TheContextMenuEnablesItemsByRoleTypeSelectionAndCommittedText)
     captioner.Key(Qt::Key_Home, Qt::ControlModifier);  // into the committed line: no paste
     EXPECT_EQ("11- 12- 14+ ", MenuState(captioner).substr(0, 12));
 
+    m_vecWindows.clear();  // its instance leaves before its meeting goes
     m_pMeeting = NewLocalMeeting(CMeetingOptions());
     SWindow& taker = Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
     SWindow& reader = Join(2, NOTETAKER_SINGLE, NOTE_USER_READER);
