@@ -93,7 +93,7 @@ std::string CaptionLine(unsigned i)
     return line;
 }
 
-class CQuietSink : public INoteHostSink {
+class CQuietSink final : public INoteHostSink {
 public:
     void NeedSaveChanged(signed char) override {}
     void SaveEnabledChanged(int) override {}

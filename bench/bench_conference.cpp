@@ -22,7 +22,7 @@ constexpr int kSubscribers = 100;
 constexpr int kClearEvery = 2048;
 
 // A participant as the benchmark needs it: answers nothing, reads every delivered item.
-class CReadingSink : public IArmNodeControllerSink,
+class CReadingSink final : public IArmNodeControllerSink,
                      public IArmConferenceSink,
                      public IArmApeSink,
                      public IArmSharedDataSink,

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-class CHostSinkLog : public INoteHostSink {
+class CHostSinkLog final : public INoteHostSink {
 public:
     void NeedSaveChanged(signed char needSave) override { Add("NeedSave", needSave); }
     void SaveEnabledChanged(int enabled) override { Add("SaveEnabled", enabled); }

@@ -2,7 +2,8 @@
 // order. The service never calls a sink from inside one of its own operations: callbacks are
 // posted to the participant's main loop and arrive in the order the host produced them.
 // Pointers passed to a sink are valid only during the call. Every operation returns 0 unless
-// its comment says otherwise.
+// its comment says otherwise. Each table holds its operations only (the destructors are
+// protected and not virtual): a service never deletes a sink.
 #pragma once
 
 #include "tessarinnote/armtypes.h"
@@ -10,18 +11,19 @@
 // Node controller: the connection to the conference framework.
 class IArmNodeControllerSink {
 public:
-    virtual ~IArmNodeControllerSink() = default;
     // Answers ArmService_Connect; result 0 connected, 19 to be retried.
     virtual int ConnectConfirm(short result, unsigned reserved) = 0;
     virtual int DisconnectIndication(short reason) = 0;
     virtual int DisconnectConfirm(short result) = 0;
     virtual int TransportStatusIndication(short status, unsigned reserved) = 0;
+
+protected:
+    ~IArmNodeControllerSink() = default;
 };
 
 // Conference membership.
 class IArmConferenceSink {
 public:
-    virtual ~IArmConferenceSink() = default;
     // Answers ArmService_JoinConference.
     virtual int ConferenceJoinConfirm(unsigned short conference, char* name, short result,
                                       unsigned reserved) = 0;
@@ -34,12 +36,14 @@ public:
                                  ARMApeRoster* roster) = 0;
     virtual int ApeRosterChanged(unsigned short conference, short reason, short added,
                                  short removed, ARMApeRoster* roster) = 0;
+
+protected:
+    ~IArmConferenceSink() = default;
 };
 
 // The attached application entity: attach, enrolment, data units, tokens, put confirms.
 class IArmApeSink {
 public:
-    virtual ~IArmApeSink() = default;
     // Answers ArmService_AttachUser with the attach id written there.
     virtual int ApeAttachConfirm(unsigned attachId, short result, unsigned reserved) = 0;
     // Answers ArmService_Enroll; resources[0].nResourceId is the session resource id.
@@ -72,25 +76,32 @@ public:
     virtual int ApeCacheActionConfirmEx(unsigned attachId, unsigned cacheHandle,
                                         tagCacheAction action, unsigned itemId,
                                         unsigned reserved, short result) = 0;
+
+protected:
+    ~IArmApeSink() = default;
 };
 
 // Cache deliveries.
 class IArmSharedDataSink {
 public:
-    virtual ~IArmSharedDataSink() = default;
     // One cache event. first is always 1; memHandle is a fresh handle of the receiver holding
     // the item's bytes (0 when there are none), freed by the host after the call returns.
     virtual int SharedDataReceivedEx(unsigned first, unsigned cacheId, unsigned cacheHandle,
                                      unsigned memHandle, short result, tagCacheAction action,
                                      unsigned putterAttachId, unsigned reserved,
                                      short reserved2) = 0;
+
+protected:
+    ~IArmSharedDataSink() = default;
 };
 
 // Name-handle allocation.
 class IArmAllocHandleSink {
 public:
-    virtual ~IArmAllocHandleSink() = default;
     // Answers ArmService_AllocNameHandles: names[i].nHandle filled in. Returns 1 when taken.
     virtual int AllocNameHandleConfirm(unsigned attachId, unsigned count, NameHandles* names,
                                        unsigned reserved) = 0;
+
+protected:
+    ~IArmAllocHandleSink() = default;
 };

@@ -20,7 +20,6 @@ enum : std::uint32_t { NOTE_USER_READER = 0, NOTE_USER_WRITER = 1 };
 // The plug-in's calls back into the host, in slot order. Called on the main loop only.
 class INoteHostSink {
 public:
-    virtual ~INoteHostSink() = default;
     // The document's need-save state changed (1: unsaved changes).
     virtual void NeedSaveChanged(signed char needSave) = 0;
     // Whether saving is worth offering (text present, or a saved note was emptied).
@@ -31,6 +30,10 @@ public:
     virtual void RemoteChangeApplied() = 0;
     // A remote change carrying text was applied (always called with 0).
     virtual void RemoteTextApplied(int reserved) = 0;
+
+protected:
+    // Not virtual: the table holds the five operations only. Never deleted by the plug-in.
+    ~INoteHostSink() = default;
 };
 
 // The initialisation record. REQUIRES: every pointer stays valid for the instance's life

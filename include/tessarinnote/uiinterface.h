@@ -19,7 +19,7 @@ enum ENoteUIMessage : unsigned int {
     NOTEUI_SHOW_PUBLISH = 2008,        // in bool*
     NOTEUI_SET_READ_ONLY = 2009,       // in bool*
     NOTEUI_RUN_SAVE_DIALOG = 2010,     // in std::string* (the chosen path), out int*: 0 chosen,
-                                       // -1 cancelled by the user, 3 no dialog could run
+                                       // -1 cancelled by the user, 3 aborted or no sink
     NOTEUI_WRITE_FILE = 2011,          // in const char* path, out bool* success
     NOTEUI_ABORT_SAVE_DIALOG = 2012,
     NOTEUI_SCROLL_TO_END = 2013,
@@ -41,8 +41,11 @@ constexpr int NOTEUI_DIALOG_CANCELLED = 3;
 // The instance's side of the panel: the panel sends messages 2017 to 2021 here.
 class INoteCommSinkForNoteUI {
 public:
-    virtual ~INoteCommSinkForNoteUI() = default;
     virtual int HandleUIMessage(int nMsg, void* pIn, void* pOut) = 0;
+
+protected:
+    // Not virtual: the table holds the one operation only. Never deleted through this interface.
+    ~INoteCommSinkForNoteUI() = default;
 };
 
 // Builds a panel inside parent (a QWidget*, or null for a headless panel), stores its handle

@@ -82,6 +82,7 @@ errno_t strncpy_s(char* dest, rsize_t dmax, const char* src, rsize_t n)
     const char* msg = nullptr;
     size_t len = 0;
     if (!src) { error = BC_ESNULLP; msg = "strncpy_s: src is null"; }
+    else if (n == 0) { error = BC_ESZEROL; msg = "strncpy_s: n is 0"; }
     else if (n > RSIZE_MAX) { error = BC_ESLEMAX; msg = "strncpy_s: n exceeds max"; }
     else {
         len = strnlen_s(src, n);  // characters actually copied

@@ -77,7 +77,9 @@ INoteTextViewPort::ESaveDialogResult CHeadlessTextView::RunSaveDialog(
     ++m_nDialogCount;
     m_strDialogTitle = title;
     m_strDialogDefaultName = defaultName;
+    m_bSaveDialogAborted = false;
     const char* chosen = NoteHostUI_ChooseSaveFile(title.c_str(), defaultName.c_str());
+    if (m_bSaveDialogAborted) return kSaveAborted;
     if (!chosen) return kSaveCancelled;
     chosenPath = chosen;
     return kSaveConfirmed;

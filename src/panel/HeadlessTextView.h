@@ -43,7 +43,12 @@ public:
     void SetPublishVisible(bool visible) override { m_bPublishVisible = visible; }
     ESaveDialogResult RunSaveDialog(const std::string& title, const std::string& defaultName,
                                     std::string& chosenPath) override;
-    void AbortSaveDialog() override { ++m_nAbortCount; }
+    // The chooser cannot be interrupted; the run reports the abort when the chooser returns.
+    void AbortSaveDialog() override
+    {
+        ++m_nAbortCount;
+        m_bSaveDialogAborted = true;
+    }
     void Beep() override { ++m_nBeepCount; }
 
     // The person.
@@ -87,6 +92,7 @@ private:
     int m_nScrollCount = 0;
     int m_nBeepCount = 0;
     int m_nAbortCount = 0;
+    bool m_bSaveDialogAborted = false;
     int m_nDialogCount = 0;
     std::string m_strDialogTitle;
     std::string m_strDialogDefaultName;

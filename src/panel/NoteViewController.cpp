@@ -120,8 +120,6 @@ long NoteViewController::OnReceiveMessage(unsigned message, void* in, void* out,
 
 int NoteViewController::popUpSaveFileDlg(std::string& path)
 {
-    // A detached panel has nobody to save for.
-    if (!m_pSink) return NOTEUI_DIALOG_CANCELLED;
     const bool captions = m_nNotePadType == NOTETAKER_CLOSED_CAPTIONS;
     const std::string title = NoteLocalized(captions ? "Save Closed Captions As" : "Save Notes As");
     std::string defaultName = NoteLocalized(captions ? "Closed Captions.txt" : "Notes.txt");
@@ -136,6 +134,8 @@ int NoteViewController::popUpSaveFileDlg(std::string& path)
     // Released while the dialog ran (the instance went away): nothing of ours is left to touch.
     if (!*alive) return NOTEUI_DIALOG_CANCELLED;
     m_bSaveDialogOpen = false;
+    // A panel detached meanwhile (or before) has nobody to save for.
+    if (!m_pSink) return NOTEUI_DIALOG_CANCELLED;
     switch (result) {
     case INoteTextViewPort::kSaveConfirmed: path = chosen; return 0;
     case INoteTextViewPort::kSaveCancelled: return -1;

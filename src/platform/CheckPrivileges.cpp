@@ -1,5 +1,5 @@
-// The privilege check on POSIX: open(O_RDWR) and close, with errno mapped to file-manager
-// statuses. Non-blocking, so that a FIFO or device node cannot stall the save.
+// The privilege check on POSIX: stat to resolve the path, then open(O_RDWR) and close, with
+// errno mapped to file-manager statuses. Non-blocking, so that a FIFO or device node cannot stall the save.
 #include "platform/CheckPrivileges.h"
 
 #include "platform/LoadLocalizedString.h"
@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
@@ -69,6 +70,11 @@ short CheckPrivileges(const char* path, signed char flag)
 {
     (void)flag;
     if (!path) return kNoteIoErr;
+
+    // A path that does not resolve (missing, through a file, too long, not searchable) is
+    // reported by its status alone; only a file that exists and will not open tells the user.
+    struct stat st;
+    if (stat(path, &st) != 0) return StatusOf(errno);
 
     const int fd = open(path, O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (fd >= 0) {

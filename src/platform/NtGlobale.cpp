@@ -240,6 +240,10 @@ void CopyPart(char* dest, size_t size, const char* src, size_t count)
         count = size - 1;
         while (count > 0 && (static_cast<unsigned char>(src[count]) & 0xC0) == 0x80) --count;
     }
+    if (count == 0) {
+        dest[0] = '\0';  // the bounds-checked copy refuses a zero count
+        return;
+    }
     strncpy_s(dest, size, src, count);
 }
 

@@ -58,9 +58,12 @@ void CManualRunLoop::Fire(TimerId id)
     // Held here so that a callback may remove its own timer.
     std::shared_ptr<TimerCallback> callback = timer.callback;
     if (timer.dInterval > 0) {
-        // Missed firings are not caught up: a late timer fires once, then an interval after now.
+        // Missed firings are not caught up: a late timer fires once, then at the next point of
+        // its grid (the first fire date plus whole intervals) after now.
         double next = timer.dNext + timer.dInterval;
-        if (!(next > m_dNow)) next = m_dNow + timer.dInterval;
+        if (!(next > m_dNow)) {
+            next = timer.dNext + (std::floor((m_dNow - timer.dNext) / timer.dInterval) + 1) * timer.dInterval;
+        }
         if (!(next > m_dNow)) next = std::nextafter(m_dNow, INFINITY);
         timer.dNext = next;
     } else {

@@ -1,6 +1,7 @@
 // CRunLoopGLib: timers and posted callbacks as GLib sources.
 #include "transport/RunLoopGLib.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -22,13 +23,15 @@ struct PostSource {
     CRunLoopGLib* owner;
 };
 
-// Clamps so that absurd dates and intervals neither overflow nor go negative.
+// Clamps so that absurd dates and intervals never overflow; not a number reads as 0.
 gint64 SecondsToUs(double seconds)
 {
     const double kMaxUs = 4.0e18;
-    if (!(seconds > 0)) return 0;
+    if (!(seconds == seconds)) return 0;
     const double us = seconds * 1e6;
-    return us >= kMaxUs ? static_cast<gint64>(kMaxUs) : static_cast<gint64>(std::llround(us));
+    if (us >= kMaxUs) return static_cast<gint64>(kMaxUs);
+    if (us <= -kMaxUs) return -static_cast<gint64>(kMaxUs);
+    return static_cast<gint64>(std::llround(us));
 }
 
 }  // namespace
@@ -66,9 +69,10 @@ IRunLoop::TimerId CRunLoopGLib::AddTimer(double fireDate, double interval, Timer
     TimerSource* timer = reinterpret_cast<TimerSource*>(source);
     timer->owner = this;
     timer->id = m_nNextId++;
-    timer->nIntervalUs = SecondsToUs(interval);
+    timer->nIntervalUs = interval > 0 ? std::max<gint64>(SecondsToUs(interval), 1) : 0;
     timer->callback = new TimerCallback(std::move(callback));
 
+    // The due time may lie far in the past: it anchors the grid of later firings.
     const gint64 delayUs = SecondsToUs(fireDate - Now());
     timer->nDueUs = g_get_monotonic_time() + delayUs;
     // A ready time of 0 means at once: the next iteration, whatever the clock says.
@@ -111,10 +115,13 @@ gboolean CRunLoopGLib::DispatchTimer(GSource* source, GSourceFunc, gpointer)
         timer->owner->RemoveTimer(timer->id);
         return G_SOURCE_REMOVE;
     }
-    // Missed firings are not caught up: a late timer fires once, then an interval after now.
+    // Missed firings are not caught up: a late timer fires once, then at the next point of
+    // its grid (the first fire date plus whole intervals) after now.
     const gint64 now = g_source_get_time(source);
     gint64 next = timer->nDueUs + timer->nIntervalUs;
-    if (next <= now) next = now + timer->nIntervalUs;
+    if (next <= now) {
+        next = timer->nDueUs + ((now - timer->nDueUs) / timer->nIntervalUs + 1) * timer->nIntervalUs;
+    }
     timer->nDueUs = next;
     g_source_set_ready_time(source, next);
     return G_SOURCE_CONTINUE;

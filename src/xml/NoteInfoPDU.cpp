@@ -44,8 +44,7 @@ bool CNoteInfoPDU::GenerateXMLPDU()
 bool CNoteInfoPDU::ParseXMLPDU(std::string pdu)
 {
     if (pdu.empty()) return false;
-    strPduToSafe(pdu);  // pdu is this call's own copy
-    if (!ParseOwned(pdu)) return false;
+    if (!ParseRepaired(pdu)) return false;  // pdu is this call's own copy
     TiXmlNode* node = FirstChild("notecom");
     TiXmlElement* root = node ? node->ToElement() : 0;
     if (!root || !CheckVersionAndType(root, XMLPDU_NOTE_INFO)) return false;

@@ -162,8 +162,7 @@ bool CNoteSaveInfoPDU::GenerateXMLPDU()
 bool CNoteSaveInfoPDU::ParseXMLPDU(std::string text)
 {
     if (text.empty()) return false;
-    strPduToSafe(text);  // text is this call's own copy
-    ParseOwned(text);
+    ParseRepaired(text);  // text is this call's own copy
     return ParseXMLPDU();
 }
 

@@ -80,6 +80,16 @@ bool COrvNoteBaseXML::ParseOwned(std::string& text)
     return !Error();
 }
 
+bool COrvNoteBaseXML::ParseRepaired(std::string& text)
+{
+    if (text.size() > kMaxDocumentBytes) {
+        Refuse(TIXML_DEFAULT_ENCODING);
+        return false;
+    }
+    strPduToSafe(text);
+    return ParseOwned(text);
+}
+
 // The library reads a few bytes past the terminator on some malformed input (an unterminated
 // CDATA section, a truncated multi-byte character): it always gets zero bytes to read there.
 const char* COrvNoteBaseXML::ParsePadded(std::string& text, TiXmlParsingData* data,
@@ -101,8 +111,8 @@ const char* COrvNoteBaseXML::Refuse(TiXmlEncoding encoding)
 }
 
 // Reads the file as the library's LoadFile does, but bounded and byte for byte: the library
-// would turn every CR LF into LF, which moves the escape offsets recorded in the document and
-// loses the texts' line ends.
+// would turn every CR LF into LF, which moves the escape offsets recorded in the document, so
+// every saved change holding a line end (every caption line) would be dropped on reload.
 bool COrvNoteBaseXML::LoadFile(const char* filename, TiXmlEncoding encoding)
 {
     Clear();

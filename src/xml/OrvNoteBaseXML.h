@@ -96,6 +96,9 @@ protected:
     // Parses a text this object may change (it is cut at its first zero byte and padded);
     // false when the guard refuses it or the library reports an error.
     bool ParseOwned(std::string& text);
+    // As ParseOwned, after strPduToSafe has repaired the text; an oversized text is refused
+    // before the repair walks it.
+    bool ParseRepaired(std::string& text);
     // Adds an already escaped text to elem as one CDATA node; escaped is taken over.
     void LinkCdataText(TiXmlElement* elem, std::string& escaped);
     // Takes over the PDU settings below (version, main type, conversions) of from; the

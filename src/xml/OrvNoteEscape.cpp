@@ -13,19 +13,20 @@ const char kCdataEnd[] = "]]>";
 const char kCdataEndStandIn[] = "abc";
 const char kCdataStart[] = "<![CDATA[";
 
-// Offsets of every occurrence of needle in s, ascending.
-std::vector<int> FindAll(const std::string& s, const char* needle)
+// Offsets of every occurrence of needle in s, ascending. Offsets are long throughout, so a
+// string of any size is walked without wrapping.
+std::vector<long> FindAll(const std::string& s, const char* needle)
 {
-    std::vector<int> found;
+    std::vector<long> found;
     for (size_t p = s.find(needle); p != std::string::npos; p = s.find(needle, p + 1)) {
-        found.push_back(static_cast<int>(p));
+        found.push_back(static_cast<long>(p));
     }
     return found;
 }
 
 // The last offset in sorted[0, count) whose match of length len ends within limit, moving
 // count down past the ones that do not; -1 if none. limit only ever shrinks between calls.
-int LastWithin(const std::vector<int>& sorted, size_t& count, long limit, long len)
+long LastWithin(const std::vector<long>& sorted, size_t& count, long limit, long len)
 {
     while (count > 0 && sorted[count - 1] + len > limit) --count;
     return count > 0 ? sorted[count - 1] : -1;
@@ -62,10 +63,11 @@ bool COrvNoteBaseXML::strReplace(NotePosList& pos, std::string& s, std::string f
         ReplaceAll(s, from, to, &pos);
         return true;
     }
-    // Offsets come from received documents: one outside the string is skipped.
+    // Offsets come from received documents: one outside the string has nothing to replace.
+    // Near the end, the bytes that remain are replaced and the string grows.
     const size_t n = from.size();
     for (int p : pos) {
-        if (p < 0 || static_cast<size_t>(p) > s.size() || n > s.size() - p) continue;
+        if (p < 0 || static_cast<size_t>(p) > s.size()) continue;
         s.replace(static_cast<size_t>(p), n, to);
     }
     return true;
@@ -103,34 +105,34 @@ void COrvNoteBaseXML::strToRecover(std::string& s, NotePosList pos)
 void COrvNoteBaseXML::strPduToSafe(std::string& pdu)
 {
     const long kEndLen = 3, kStartLen = sizeof kCdataStart - 1;
-    const std::vector<int> standIns = FindAll(pdu, kCdataEndStandIn);
-    const std::vector<int> ends = FindAll(pdu, kCdataEnd);
-    const std::vector<int> starts = FindAll(pdu, kCdataStart);
-    std::vector<int> written;  // "]]>" written by this function, descending
+    const std::vector<long> standIns = FindAll(pdu, kCdataEndStandIn);
+    const std::vector<long> ends = FindAll(pdu, kCdataEnd);
+    const std::vector<long> starts = FindAll(pdu, kCdataStart);
+    std::vector<long> written;  // "]]>" written by this function, descending
     size_t nStandIns = standIns.size(), nEnds = ends.size(), nStarts = starts.size();
     size_t firstWritten = 0;
     long limit = static_cast<long>(pdu.size());
 
     for (;;) {
-        const int a = LastWithin(standIns, nStandIns, limit, kEndLen);
-        int b = LastWithin(ends, nEnds, limit, kEndLen);
+        const long a = LastWithin(standIns, nStandIns, limit, kEndLen);
+        long b = LastWithin(ends, nEnds, limit, kEndLen);
         while (firstWritten < written.size() && written[firstWritten] + kEndLen > limit) {
             ++firstWritten;
         }
         if (firstWritten < written.size()) b = std::max(b, written[firstWritten]);
-        const int c = LastWithin(starts, nStarts, limit, kStartLen);
+        const long c = LastWithin(starts, nStarts, limit, kStartLen);
         if (c == -1 || a == -1) break;
 
         bool progressed = false;
         if (a < c) {
-            limit = std::max(a - 1, 0);
+            limit = std::max(a - 1, 0L);
             progressed = true;
         }
         if (b == -1 || b < c) {
             std::memcpy(&pdu[static_cast<size_t>(a)], kCdataEnd, kEndLen);
             --nStandIns;  // a was the last candidate
             written.push_back(a);
-            limit = std::max(c - 1, 0);
+            limit = std::max(c - 1, 0L);
             progressed = true;
         }
         // The last "abc" and "]]>" both lie in the last section: nothing left to repair.

@@ -100,6 +100,9 @@ TEST_F(BoundsCheck, StringCopiesTerminateAndEmptyOnViolation)
     EXPECT_EQ(strncpy_s(dst, sizeof dst, "abcdef", 4), BC_ESNOSPC);
     EXPECT_STREQ(dst, "");
     EXPECT_EQ(strncpy_s(dst, 0, "a", 1), BC_ESZEROL);
+    strcpy_s(dst, sizeof dst, "ab");
+    EXPECT_EQ(strncpy_s(dst, sizeof dst, "a", 0), BC_ESZEROL);  // zero sizes, as memcpy_s
+    EXPECT_STREQ(dst, "");
 }
 
 TEST_F(BoundsCheck, StrcmpIsBoundedAndSigned)

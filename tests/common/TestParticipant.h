@@ -55,7 +55,7 @@ public:
     {
         m_meeting.SetMeetingLostHandler(m_pService, [this](int lost) { m_vecMeetingLost.push_back(lost); });
     }
-    ~CTestParticipant() override
+    virtual ~CTestParticipant()
     {
         Registry().erase(m_nAttachId);
         Release();

@@ -12,7 +12,7 @@
 #include <vector>
 
 // Records what the panel sends to the client.
-class CRecordingUISink : public INoteCommSinkForNoteUI {
+class CRecordingUISink final : public INoteCommSinkForNoteUI {
 public:
     struct SCall {
         int nMsg;

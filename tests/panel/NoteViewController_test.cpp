@@ -239,7 +239,7 @@ TEST_F(ControllerTest, SaveDialogResults)
     } const cases[] = {
         {true, true, 0, "/tmp/chosen.txt", 1},
         {true, false, -1, "", 1},
-        {false, true, NOTEUI_DIALOG_CANCELLED, "kept.txt", 0},
+        {false, true, NOTEUI_DIALOG_CANCELLED, "", 1},
     };
     for (const auto& c : cases) {
         CHeadlessTextView* view = new CHeadlessTextView;
@@ -255,31 +255,30 @@ TEST_F(ControllerTest, SaveDialogResults)
     }
 }
 
-// A view whose dialog is still open when the client aborts it.
-class CAbortingView : public CHeadlessTextView {
-public:
-    ESaveDialogResult RunSaveDialog(const std::string& title, const std::string& name,
-                                    std::string& chosen) override
-    {
-        m_pController->OnReceiveMessage(NOTEUI_ABORT_SAVE_DIALOG, nullptr, nullptr, nullptr);
-        return CHeadlessTextView::RunSaveDialog(title, name, chosen);
-    }
-    NoteViewController* m_pController = nullptr;
-};
+// A chooser that is still open when the client aborts the dialog.
+const char* AbortingChooser(void* controller, const char*, const char*)
+{
+    static_cast<NoteViewController*>(controller)->OnReceiveMessage(NOTEUI_ABORT_SAVE_DIALOG, nullptr,
+                                                                    nullptr, nullptr);
+    return "/tmp/chosen.txt";
+}
 
 TEST_F(ControllerTest, AbortReachesOnlyAnOpenDialog)
 {
     Send(NOTEUI_ABORT_SAVE_DIALOG);
     EXPECT_EQ(0, m_view->AbortCount());
 
-    CAbortingView* view = new CAbortingView;
+    CHeadlessTextView* view = new CHeadlessTextView;
     NoteViewController controller{std::unique_ptr<INoteTextViewPort>(view)};
-    view->m_pController = &controller;
     controller.setSink(&m_sink);
+    NoteHostUI_SetSaveChooser(&AbortingChooser, &controller);
     std::string path;
     int result = 0;
     controller.OnReceiveMessage(NOTEUI_RUN_SAVE_DIALOG, &path, &result, nullptr);
+    NoteHostUI_SetSaveChooser(nullptr, nullptr);
     EXPECT_EQ(1, view->AbortCount());
+    EXPECT_EQ(NOTEUI_DIALOG_CANCELLED, result);  // neither confirmed nor cancelled
+    EXPECT_EQ("", path);
     controller.OnReceiveMessage(NOTEUI_ABORT_SAVE_DIALOG, nullptr, nullptr, nullptr);
     EXPECT_EQ(1, view->AbortCount());
 }

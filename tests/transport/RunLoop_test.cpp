@@ -61,19 +61,20 @@ protected:
     std::vector<std::string> m_log;
 };
 
-TEST_F(ManualRunLoop, PastDateFiresOnNextIterationThenEveryInterval)
+TEST_F(ManualRunLoop, PastDateFiresOnNextIterationThenOnItsGrid)
 {
-    m_loop.AddTimer(0.05, 0.25, Log("t"));
+    m_loop.Advance(0.125);
+    m_loop.AddTimer(0.5, 0.25, Log("t"));  // grid 0.5 + k * 0.25: ... 1000.0, 1000.25 ...
     EXPECT_TRUE(m_log.empty());  // nothing runs by itself
     EXPECT_EQ(m_loop.RunPending(), 1);
     EXPECT_EQ(m_loop.RunPending(), 0);  // missed firings are not caught up
-    EXPECT_EQ(m_loop.Advance(0.2), 0);
-    EXPECT_EQ(m_loop.Advance(0.1), 1);
+    EXPECT_EQ(m_loop.Advance(0.1), 0);
+    EXPECT_EQ(m_loop.Advance(0.025), 1);  // the next grid point, not now + interval
     EXPECT_EQ(m_loop.Advance(1.0), 4);
-    const std::vector<std::string> expected = {"t@1000.000000", "t@1000.250000", "t@1000.500000",
+    const std::vector<std::string> expected = {"t@1000.125000", "t@1000.250000", "t@1000.500000",
                                                "t@1000.750000", "t@1001.000000", "t@1001.250000"};
     EXPECT_EQ(m_log, expected);
-    EXPECT_DOUBLE_EQ(m_loop.Now(), 1001.3);
+    EXPECT_DOUBLE_EQ(m_loop.Now(), 1001.25);
 }
 
 TEST_F(ManualRunLoop, TimersAndPostsRunInDateOrderOlderFirstOnTies)

@@ -42,6 +42,12 @@ TEST(Escape, SafeAndRecoverWithAndWithoutPositions)
     NotePosList at1 = {1};
     x.strReplace(at1, s, "abc", "]]>", 1);  // overwrites whatever stands there
     EXPECT_EQ(s, "a]]>");
+    s = "xyab";
+    x.strToRecover(s, NotePosList({2}));  // the bytes that remain are replaced
+    EXPECT_EQ(s, "xy]]>");
+    s = "p";
+    x.strToRecover(s, NotePosList({1, 5}));  // at the end it appends; past it, nothing
+    EXPECT_EQ(s, "p]]>");
 }
 
 TEST(Escape, LineBreaksComeBackAsCrLfEvenWhenNeverEscaped)

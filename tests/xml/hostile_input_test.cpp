@@ -124,7 +124,7 @@ TEST(HostileXml, AbsurdPositionsAndAttributesAreClampedOrIgnored)
         "<notecom ver=\"1.0\" mtype=\"1\"><noteinfo><![CDATA[xyzabc]]></noteinfo>"
         "<posnotemsg><![CDATA[-5,4,6,3,2147483647,99999999999999999999,-2147483648,]]>"
         "</posnotemsg></notecom>"));
-    EXPECT_EQ(info.GetNoteMsg(), "xyz]]>");  // only offset 3 fits
+    EXPECT_EQ(info.GetNoteMsg(), "xyz]]>]]>");  // 4, 6 and 3 lie within the growing text
 
     CNoteChangeInfoPDU change;
     ASSERT_TRUE(change.ParseXMLPDU(
@@ -139,7 +139,7 @@ TEST(HostileXml, AbsurdPositionsAndAttributesAreClampedOrIgnored)
     NotePosList pos = {-1, 3, 4, 5, 1 << 30};
     COrvNoteBaseXML base;
     base.strReplace(pos, text, "abc", "]]>", 1);
-    EXPECT_EQ(text, "short");
+    EXPECT_EQ(text, "sho]]]]>");  // 3, 4 and 5 replace what remains; the others lie outside
 }
 
 TEST(HostileXml, MutatedDocumentsNeverCrash)
