@@ -7,6 +7,8 @@
 #include <QGuiApplication>
 #include <QScreen>
 
+#include <algorithm>
+
 namespace {
 
 const char kDemoMeetingId[] = "demo";
@@ -49,8 +51,13 @@ CParticipantWindow* CNoteHostApp::Open(const SSessionSettings& settings, QString
 CParticipantWindow* CNoteHostApp::AskAndOpen()
 {
     SSessionSettings initial = m_lastSettings;
-    // The next person in the same meeting, most likely.
-    if (!m_listWindows.isEmpty()) ++initial.nUserId;
+    // The first person opens a meeting and writes in it; the next one most likely reads.
+    if (m_listWindows.isEmpty()) {
+        initial.role = ERole::kCaptioner;
+    } else {
+        ++initial.nUserId;
+        initial.role = ERole::kReader;
+    }
     CStartDialog dialog(initial);
     while (dialog.exec() == QDialog::Accepted) {
         QString error;

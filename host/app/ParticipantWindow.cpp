@@ -15,6 +15,9 @@
 #include <QStatusBar>
 #include <QTimer>
 
+#include <algorithm>
+#include <cstdlib>
+
 namespace {
 
 // Points added or taken per zoom step, and how far zoom goes either way.
