@@ -12,11 +12,32 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 namespace {
 
 // The plug-in's trace lines are for diagnosis; shown only when asked.
 void DropTrace(void*, const char*, const char*) {}
+
+// Takes "--plugin PATH" (or "--plugin=PATH") out of the arguments before Qt sees them: Qt
+// would read it as its own option for loading Qt plug-ins.
+std::string TakePluginOption(int& argc, char** argv)
+{
+    std::string path;
+    int kept = 1;
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        if (arg == "--plugin" && i + 1 < argc)
+            path = argv[++i];
+        else if (arg.rfind("--plugin=", 0) == 0)
+            path = arg.substr(9);
+        else
+            argv[kept++] = argv[i];
+    }
+    argc = kept;
+    argv[argc] = nullptr;
+    return path;
+}
 
 }  // namespace
 
@@ -25,6 +46,7 @@ int main(int argc, char** argv)
     // The plug-in's timer and the in-process conference post to GLib's default context: Qt
     // must run its loop on GLib, as it does on Linux unless told otherwise.
     qunsetenv("QT_NO_GLIB");
+    const std::string pluginOption = TakePluginOption(argc, argv);
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("notehost"));
     QApplication::setApplicationDisplayName(QStringLiteral("notehost"));
@@ -34,6 +56,7 @@ int main(int argc, char** argv)
     parser.addHelpOption();
     const QCommandLineOption demo(QStringLiteral("demo"),
                                   QStringLiteral("Open a captioner's and two readers' windows on one in-process meeting."));
+    // Taken out before Qt saw it; listed for --help.
     const QCommandLineOption plugin(QStringLiteral("plugin"),
                                     QStringLiteral("The plug-in file (default: $NOTE_PLUGIN, else the one built here)."),
                                     QStringLiteral("PATH"));
@@ -43,7 +66,7 @@ int main(int argc, char** argv)
 
     std::string pluginPath = CNotePlugin::BuiltPath();
     if (const char* fromEnvironment = std::getenv("NOTE_PLUGIN")) pluginPath = fromEnvironment;
-    if (parser.isSet(plugin)) pluginPath = parser.value(plugin).toStdString();
+    if (!pluginOption.empty()) pluginPath = pluginOption;
     if (!parser.isSet(trace)) NoteHostUI_SetTraceCallback(&DropTrace, nullptr);
 
     CNotePlugin notePlugin;
