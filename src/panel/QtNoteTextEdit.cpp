@@ -79,16 +79,19 @@ void CQtNoteTextEdit::Beep()
     QApplication::beep();
 }
 
-void CQtNoteTextEdit::AnnounceArrival(int position, int removed, const QString& inserted)
+void CQtNoteTextEdit::AnnounceArrival(int position, const QString& removed, const QString& inserted)
 {
-    if (removed != 0) {
-        QAccessibleTextRemoveEvent gone(this, position, QString());
+    if (!removed.isEmpty() && !inserted.isEmpty()) {
+        QAccessibleTextUpdateEvent replaced(this, position, removed, inserted);
+        QAccessible::updateAccessibility(&replaced);
+    } else if (!removed.isEmpty()) {
+        QAccessibleTextRemoveEvent gone(this, position, removed);
         QAccessible::updateAccessibility(&gone);
+    } else if (!inserted.isEmpty()) {
+        QAccessibleTextInsertEvent arrived(this, position, inserted);
+        QAccessible::updateAccessibility(&arrived);
     }
-    if (inserted.isEmpty()) return;
-    QAccessibleTextInsertEvent arrived(this, position, inserted);
-    QAccessible::updateAccessibility(&arrived);
-    emit textArrived(position, inserted);
+    if (!inserted.isEmpty()) emit textArrived(position, inserted);
 }
 
 void CQtNoteTextEdit::zoomReset()

@@ -26,9 +26,10 @@ public:
     int beepCount() const { return m_nBeepCount; }
     void Beep();
 
-    // Tells assistive technology and listeners what the meeting changed: a screen reader user
-    // hears the new caption line, not the whole text again.
-    void AnnounceArrival(int position, int removed, const QString& inserted);
+    // Tells assistive technology and listeners what the meeting changed at position (removed
+    // replaced by inserted): a screen reader user hears the new caption line, not the whole
+    // text again.
+    void AnnounceArrival(int position, const QString& removed, const QString& inserted);
 
 public slots:
     void zoomReset();

@@ -171,7 +171,9 @@ void CQtTextViewPort::SetText(const std::string& utf8)
     size_t suffix = 0;
     CommonEnds(m_strText, utf8, prefix, suffix);
     const unsigned location = Utf16Length(utf8.substr(0, prefix));
-    const unsigned removed = Utf16Length(m_strText.substr(prefix, m_strText.size() - prefix - suffix));
+    const QString removedText =
+        QString::fromUtf8(m_strText.data() + prefix, static_cast<qsizetype>(m_strText.size() - prefix - suffix));
+    const auto removed = static_cast<unsigned>(removedText.size());
     const QString inserted =
         QString::fromUtf8(utf8.data() + prefix, static_cast<qsizetype>(utf8.size() - prefix - suffix));
 
@@ -189,7 +191,7 @@ void CQtTextViewPort::SetText(const std::string& utf8)
     });
     if (follow) m_pEdit->verticalScrollBar()->setValue(m_pEdit->verticalScrollBar()->maximum());
 
-    m_pEdit->AnnounceArrival(static_cast<int>(location), static_cast<int>(removed), inserted);
+    m_pEdit->AnnounceArrival(static_cast<int>(location), removedText, inserted);
 }
 
 void CQtTextViewPort::GetSelectedRange(unsigned& location, unsigned& length) const
