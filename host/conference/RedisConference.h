@@ -10,6 +10,8 @@
 
 #include "conference/Meeting.h"
 
+#include <glib.h>
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,11 +21,18 @@ struct CRedisMeetingOptions {
     std::string strHost = "127.0.0.1";
     int nPort = 6379;
     std::string strUnixSocket;  // not empty: used instead of host and port
-    std::string strMeetingId;
+    std::string strMeetingId;  // 1 to 64 letters, digits, ".", "_" or "-"
     std::string strUser;      // empty: the server's default user
     std::string strPassword;  // empty: no AUTH
     bool bPki = false;
     unsigned nTtlSeconds = 24 * 3600;  // keys live this long after the meeting's last write
+    // What this process hands the plug-in in _tagNoteData. The session handle names the notepad
+    // session, so every process of a meeting uses the same one; the conference handle is local.
+    unsigned nConferenceHandle = 1;
+    unsigned nSessionHandle = 1;
+    // Where replies and deliveries arrive; null: the thread-default context when the meeting
+    // is opened (the global default one when none is pushed).
+    GMainContext* pContext = nullptr;
 };
 
 // Reads "redis://[user[:password]@]host[:port]" or "unix:///path/to/socket" into the connection
@@ -35,8 +44,15 @@ std::string RedisServerName(const CRedisMeetingOptions& options);
 
 // Opens the meeting. Connects once synchronously so that an unreachable server or a wrong
 // credential is reported here (null, with a one-line reason naming the server) rather than
-// later as a lost meeting.
+// later as a lost meeting. The meeting's Recording() reads the server synchronously and gives
+// each item the putter's loop clock at its put; ReadRedisMeetingHistory gives the server's.
 std::unique_ptr<IMeeting> NewRedisMeeting(const CRedisMeetingOptions& options, std::string& error);
+
+// Whether a meeting from NewRedisMeeting is settled: both connections up, every command this
+// process sent answered, and every answer and log entry it read delivered to its participants'
+// loops. A host waits for it before leaving (a captioner after its last line); tests settle on
+// it. false for any other meeting.
+bool IsRedisMeetingSettled(const IMeeting& meeting);
 
 // The credentials CreateRedisMeeting makes: a writer (may put into every cache of the meeting)
 // and a reader (may read and subscribe, and put nothing into a closed-captions cache).
