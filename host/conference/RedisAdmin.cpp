@@ -7,6 +7,7 @@
 #include "conference/RedisWire.h"
 #include "conference/SealedRecords.h"
 
+#include <signal.h>
 #include <sodium.h>
 
 #include <set>
@@ -142,6 +143,9 @@ std::unique_ptr<IMeeting> NewRedisMeeting(const CRedisMeetingOptions& options, s
         error = "meeting " + options.strMeetingId + " on " + RedisServerName(options) + " cannot be read: " + error;
         return nullptr;
     }
+    // A server that goes away while we write to it would otherwise end the process.
+    struct sigaction current;
+    if (sigaction(SIGPIPE, nullptr, &current) == 0 && current.sa_handler == SIG_DFL) signal(SIGPIPE, SIG_IGN);
     GMainContext* main = options.pContext ? options.pContext : g_main_context_get_thread_default();
     if (!main) main = g_main_context_default();
     return std::make_unique<CRedisMeeting>(options, main, key, start);

@@ -44,7 +44,8 @@ std::string RedisServerName(const CRedisMeetingOptions& options);
 
 // Opens the meeting. Connects once synchronously so that an unreachable server or a wrong
 // credential is reported here (null, with a one-line reason naming the server) rather than
-// later as a lost meeting. The meeting's Recording() reads the server synchronously and gives
+// later as a lost meeting. A process without a SIGPIPE handler ignores SIGPIPE from then on (a
+// server that goes away mid-write must not end it). The meeting's Recording() reads the server synchronously and gives
 // each item the putter's loop clock at its put; ReadRedisMeetingHistory gives the server's.
 std::unique_ptr<IMeeting> NewRedisMeeting(const CRedisMeetingOptions& options, std::string& error);
 

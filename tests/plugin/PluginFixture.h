@@ -48,17 +48,22 @@ protected:
                                              unsigned userType,
                                              const std::string& autoSavePath = "")
     {
+        return JoinMeeting(*m_pMeeting, userId, type, userType, autoSavePath);
+    }
+    std::unique_ptr<CPluginParticipant> JoinMeeting(IMeeting& meeting, unsigned userId, NOTETAKERTYPE type,
+                                                    unsigned userType, const std::string& autoSavePath = "")
+    {
         SParticipantSetup setup;
         setup.nUserId = userId;
         setup.notepadType = type;
         setup.nUserType = userType;
         setup.strAutoSavePath = autoSavePath;
-        auto participant = std::make_unique<CPluginParticipant>(m_plugin, *m_pMeeting, setup);
+        auto participant = std::make_unique<CPluginParticipant>(m_plugin, meeting, setup);
         PumpMainLoop(0.08);
         // Over Redis the handshake also waits for the server: until all is answered and applied.
         if (GetParam() == EConferenceKind::kRedis) {
             EXPECT_TRUE(PumpMainLoopUntil(
-                [this] { return IsRedisMeetingSettled(*m_pMeeting) && !g_main_context_pending(nullptr); }, 10));
+                [&meeting] { return IsRedisMeetingSettled(meeting) && !g_main_context_pending(nullptr); }, 10));
         }
         return participant;
     }
