@@ -76,8 +76,7 @@ CRedisMeeting::CRedisMeeting(const CRedisMeetingOptions& options, GMainContext* 
       m_reader(options, context, "reader", kStallSeconds),
       m_bEverUp(false),
       m_bLost(false),
-      m_fetched(start),
-      m_nOrderedOutstanding(0)
+      m_sequencer(start)
 {
     m_command.SetGreeting(ScriptLoadCommands());
     m_command.SetStateHandler([this](bool) { OnLinkState(); });
@@ -147,8 +146,7 @@ void CRedisMeeting::OnLinkState()
 
 bool CRedisMeeting::IsSettled() const
 {
-    return m_command.IsUp() && m_reader.IsUp() && m_command.Unanswered() == 0 && m_nOrderedOutstanding == 0 &&
-           m_answers.empty() && m_events.empty();
+    return m_command.IsUp() && m_reader.IsUp() && m_command.Unanswered() == 0 && m_sequencer.IsIdle();
 }
 
 // ---------------------------------------------------------------- commands
@@ -184,14 +182,13 @@ void CRedisMeeting::Handshake(std::vector<std::string> step, std::function<void(
 void CRedisMeeting::SendOrdered(CRedisLink::CArgs args,
                                 std::function<void(const redisReply&, CStreamId&, std::function<void()>&)> then)
 {
-    ++m_nOrderedOutstanding;
+    m_sequencer.Sent();
     m_command.Send(std::move(args), [this, then](const redisReply& reply) {
-        --m_nOrderedOutstanding;
-        CAnswer answer;
-        then(reply, answer.position, answer.act);
-        if (m_newestAnswer < answer.position) m_newestAnswer = answer.position;
-        m_answers.push_back(std::move(answer));
-        Pump();
+        CStreamId position;
+        std::function<void()> act;
+        then(reply, position, act);
+        m_sequencer.Answered(position, std::move(act));
+        m_sequencer.Pump([this](const CLogEvent& event) { Deliver(event); });
     });
 }
 
@@ -340,7 +337,8 @@ void CRedisMeeting::CloseNotepad()
 
 void CRedisMeeting::Read()
 {
-    m_reader.Send({"XREAD", "COUNT", kReadBatch, "BLOCK", kReadBlockMs, "STREAMS", m_keys.strLog, m_fetched.ToString()},
+    m_reader.Send({"XREAD", "COUNT", kReadBatch, "BLOCK", kReadBlockMs, "STREAMS", m_keys.strLog,
+                   m_sequencer.Fetched().ToString()},
                   [this](const redisReply& reply) { OnRead(reply); }, false);
 }
 
@@ -362,36 +360,11 @@ void CRedisMeeting::OnRead(const redisReply& reply)
         CLogEvent event;
         std::string reason;
         const bool taken = entries->element[i] && ParseLogEntry(*entries->element[i], kMaxRedisEntryBytes, event, reason);
-        if (!(m_fetched < event.id)) continue;  // no id, or one already read
-        m_fetched = event.id;
-        if (taken)
-            m_events.push_back(std::move(event));
-        else
+        if (m_sequencer.Read(event.id, taken ? &event : nullptr) && !taken)
             MacInfoTrace2("note", "redis: log entry %s refused: %s", event.id.ToString().c_str(), reason.c_str());
     }
     Read();
-    Pump();
-}
-
-void CRedisMeeting::Pump()
-{
-    for (;;) {
-        if (!m_answers.empty()) {
-            const CStreamId& position = m_answers.front().position;
-            if (position <= m_fetched && (m_events.empty() || position < m_events.front().id)) {
-                const std::function<void()> act = std::move(m_answers.front().act);
-                m_answers.pop_front();
-                if (act) act();
-                continue;
-            }
-        }
-        if (m_events.empty()) return;
-        // A command still out may answer at a position before this entry.
-        if (m_nOrderedOutstanding > 0 && m_newestAnswer < m_events.front().id) return;
-        const CLogEvent event = std::move(m_events.front());
-        m_events.pop_front();
-        Deliver(event);
-    }
+    m_sequencer.Pump([this](const CLogEvent& event) { Deliver(event); });
 }
 
 void CRedisMeeting::Deliver(const CLogEvent& event)

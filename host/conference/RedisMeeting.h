@@ -4,11 +4,8 @@
 // Its participants' services (CRedisArmService) live here too.
 //
 // Order. Every entry of the log has a position (its stream id), and every answer that must be
-// ordered with the entries (a put's confirm, a refusal, a subscription's first answer or its
-// history) carries the log position the script saw. The sequencer merges both by position:
-// an answer is acted on once every entry up to its position has been delivered, and an entry
-// waits while a command that may still answer before it is outstanding. So each participant
-// hears the meeting in one order, the same as every other process (bar its own answers).
+// ordered with the entries carries the log position its script saw; CLogSequencer merges both,
+// so each participant hears the meeting in one order, the same as every other process.
 //
 // Outages. When either link is lost every participant's lost-meeting handler gets 1; the links
 // reconnect on their own, then the handler gets 0, commands that were not answered go out again
@@ -20,10 +17,10 @@
 #include "conference/RedisConference.h"
 #include "conference/RedisConnection.h"
 #include "conference/RedisScripts.h"
+#include "conference/RedisSequencer.h"
 #include "conference/RedisWire.h"
 #include "conference/SealedRecords.h"
 
-#include <deque>
 #include <functional>
 #include <memory>
 #include <set>
@@ -74,11 +71,6 @@ public:
     bool IsSettled() const;
 
 private:
-    struct CAnswer {
-        CStreamId position;
-        std::function<void()> act;
-    };
-
     CRedisArmService* Find(const IArmService* service) const;
     // Sends a command whose answer is ordered with the log; then turns the answer into the
     // action to take at its position (position 0-0: at once).
@@ -87,7 +79,6 @@ private:
     void Emit(std::vector<std::string> fields);
     void Read();
     void OnRead(const redisReply& reply);
-    void Pump();
     void Deliver(const CLogEvent& event);
     void DeliverData(const CLogEvent& event);
     void OnLinkState();
@@ -117,12 +108,7 @@ private:
     bool m_bEverUp;
     bool m_bLost;
 
-    // The sequencer.
-    CStreamId m_fetched;             // the last log entry read
-    std::deque<CLogEvent> m_events;  // read, not yet delivered
-    std::deque<CAnswer> m_answers;   // answered, not yet acted on
-    std::size_t m_nOrderedOutstanding;
-    CStreamId m_newestAnswer;  // the highest position of an answer received
+    CLogSequencer m_sequencer;
 
     // Last member: destroyed first, while the links they may be named in still exist.
     std::vector<std::shared_ptr<CRedisArmService>> m_aServices;

@@ -5,6 +5,7 @@
 #include "RedisTestServer.h"
 #include "TestParticipant.h"
 #include "conference/RedisScripts.h"
+#include "conference/RedisSequencer.h"
 #include "conference/SealedRecords.h"
 #include "tessarinnote/notehostui.h"
 #include "transport/ManualRunLoop.h"
@@ -14,6 +15,7 @@
 
 #include <functional>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -135,6 +137,28 @@ TEST_F(RedisMeeting, TwoProcessesShareIdsTheSealingKeyAndOneOrderOfPuts)
     EXPECT_EQ(LateJoinerSees(first, cache), (std::vector<std::string>{"", aRefused ? "v1" : "from a", "from b"}));
 }
 
+TEST_F(RedisMeeting, AFirstSubscriptionHearsOnlyWhatFollowsItsAnswer)
+{
+    IMeeting& meeting = Open(CRedisTestServer::Shared().Options(UniqueTestMeetingId()));
+    auto writer = Joined(meeting, 1);
+    const unsigned cache = Cache(*writer);
+    auto joining = std::make_unique<CTestParticipant>(meeting, m_loop, [this] { Settle(); }, 2);
+    for (const std::function<int()>& step : std::vector<std::function<int()>>{
+             [&] { return joining->Connect(); }, [&] { return joining->Join(); }, [&] { return joining->Attach(); },
+             [&] { return joining->RegisterCallback() + joining->Enroll(); },
+             [&] { return joining->AllocCache("c"); }}) {
+        ASSERT_EQ(step(), 0);
+        Settle();
+    }
+    // The item and the subscription race: the item is history for the newcomer, not news.
+    writer->Append(cache, "x");
+    joining->Subscribe(cache);
+    Settle();
+    ASSERT_EQ(joining->m_vecCache.size(), 1u);
+    EXPECT_EQ(joining->m_vecCache[0].nAction, CACHE_ACTION_SUBSCRIBED);
+    EXPECT_EQ(joining->m_vecCache[0].nCacheId, writer->m_vecCache.back().nCacheId);
+}
+
 TEST_F(RedisMeeting, AServerKilledAndRestartedLosesNothingConfirmed)
 {
     CRedisTestServer server({"--appendonly", "yes", "--appendfsync", "always"});
@@ -151,11 +175,12 @@ TEST_F(RedisMeeting, AServerKilledAndRestartedLosesNothingConfirmed)
         captioner->Append(cache, confirmed);
         Settle();
         ASSERT_EQ(captioner->m_vecConfirms.back().nResult, 0);
+        // Typed while the server is gone, the first line before this process has noticed (it
+        // goes out on a dead connection), the second after: both go out again once it is back.
         server.Stop(SIGKILL);
-        ASSERT_TRUE(WaitFor([&] { return reader->m_vecMeetingLost.size() == 2u * outage - 1; }));
-        // Typed while the server is gone: queued, sent in order once it is back.
         const std::string typed = "typed while down " + std::to_string(outage);
         captioner->Append(cache, typed + "a");
+        ASSERT_TRUE(WaitFor([&] { return captioner->m_vecMeetingLost.size() == 2u * outage - 1; }));
         captioner->Append(cache, typed + "b");
         ASSERT_TRUE(server.Start());
         Settle();
@@ -292,6 +317,38 @@ TEST_F(RedisMeeting, EveryKeyExpiresAfterTheLastWrite)
         ASSERT_TRUE(ttl) << error;
         EXPECT_GT(ttl->integer, 0) << key;
         EXPECT_LE(ttl->integer, 100) << key;
+    }
+}
+
+// The two connections race; whatever order their news arrives in, entries and answers come out
+// by position. Script: s a command sent, rN entry N read, aN an answer at N, p pump.
+TEST(RedisSequencer, EntriesAndAnswersComeOutByPosition)
+{
+    struct {
+        const char* pszScript;
+        const char* pszOrder;
+    } const cases[] = {
+        {"s r2 p a1 p", "a1 e2"},           // an entry waits while an earlier answer may come
+        {"s a3 r1 r2 p r3 p", "e1 e2 e3 a3"},  // an answer waits for the entries up to it
+        {"s r2 r3 p a2 p", "e2 a2 e3"},     // and goes before the entries after it
+        {"s s r2 p a1 a0 p", "a1 a0 e2"},   // an answer about the past acts at once
+        {"r1 p s r2 p", "e1"},              // held while the command is out
+    };
+    for (const auto& c : cases) {
+        CLogSequencer sequencer(CStreamId{});
+        std::string order;
+        std::istringstream script(c.pszScript);
+        for (std::string op; script >> op;) {
+            const CStreamId at{op.size() > 1 ? std::stoull(op.substr(1)) : 0, 0};
+            CLogEvent event;
+            event.id = at;
+            if (op[0] == 's') sequencer.Sent();
+            if (op[0] == 'r') sequencer.Read(at, &event);
+            if (op[0] == 'a') sequencer.Answered(at, [&order, op] { order += " " + op; });
+            if (op[0] == 'p')
+                sequencer.Pump([&order](const CLogEvent& e) { order += " e" + std::to_string(e.id.nMs); });
+        }
+        EXPECT_EQ(order.substr(order.empty() ? 0 : 1), c.pszOrder) << c.pszScript;
     }
 }
 
