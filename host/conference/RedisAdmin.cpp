@@ -102,6 +102,7 @@ bool ParseRedisUrl(const std::string& url, CRedisMeetingOptions& options, std::s
         }
         port = static_cast<int>(parsed);
     }
+    if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);  // IPv6
     if (host.empty() || host.find('/') != std::string::npos) {
         error = "no host in " + url;
         return false;

@@ -236,10 +236,10 @@ void CRedisLink::OnGreeting(redisAsyncContext* context, void* reply, void* data)
     if (--self->m_nGreetingLeft > 0) return;
     self->m_eState = kUp;
     self->m_nBackoffMs = kFirstRetryMs;
+    // What was queued, and what a lost connection left unanswered, in order; then whatever the
+    // state handler sends follows it.
+    for (CCommand& command : self->m_queue) self->Transmit(command);
     if (self->m_fnState) self->m_fnState(true);
-    // What was queued, and what a lost connection left unanswered, in order.
-    for (std::size_t i = self->m_nSent; i < self->m_queue.size() && self->m_eState == kUp; ++i)
-        self->Transmit(self->m_queue[i]);
 }
 
 void CRedisLink::Send(CArgs args, CReplyHandler handler, bool keep)

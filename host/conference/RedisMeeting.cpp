@@ -16,7 +16,7 @@ namespace {
 // An answer later than this counts as a lost connection; reads block for less.
 constexpr double kStallSeconds = 6.0;
 const char kReadBlockMs[] = "2000";
-const char kReadBatch[] = "256";
+const char kReadBatch[] = "64";  // with the entry limit, bounds what one read may hold
 
 const std::string& ShaOf(const CRedisScript& script)
 {
