@@ -1,14 +1,21 @@
 // The Redis-backed meeting: every participant's service talks to one redis-server, so processes
 // on several machines that open the same meeting id are in the same meeting. Replies and
-// deliveries arrive on the GLib main context of the participant (hiredis's asynchronous API with
-// its GLib adapter); no thread is started.
+// deliveries arrive on a GLib main context (hiredis's asynchronous API on a GLib source); callbacks
+// are posted to each participant's run loop; no thread is started. Needs Redis 7 (read-only
+// scripts, key selectors).
 //
-// Keys and channels of a meeting live under one prefix ("note:{meetingId}:"), so Redis ACLs can
-// fence a meeting: CreateRedisMeeting makes a writer and a reader user that reach that prefix
-// only. Keys expire a time to live after the meeting's last write.
+// Keys of a meeting live under one prefix ("note:{meetingId}:"); it uses no channels, so Redis
+// ACLs fence a meeting: CreateRedisMeeting makes a writer and a reader user that reach that
+// prefix only. Keys expire a time to live after the meeting's last write.
+//
+// Durability: an item is confirmed only after the server applied it. That it survives a server
+// killed right after is the server's part: run it with appendonly yes and appendfsync always
+// (with everysec Redis 7.0 may answer before writing the file while a background fsync lags).
 #pragma once
 
 #include "conference/Meeting.h"
+
+#include <glib.h>
 
 #include <memory>
 #include <string>
@@ -19,11 +26,18 @@ struct CRedisMeetingOptions {
     std::string strHost = "127.0.0.1";
     int nPort = 6379;
     std::string strUnixSocket;  // not empty: used instead of host and port
-    std::string strMeetingId;
+    std::string strMeetingId;  // 1 to 64 letters, digits, ".", "_" or "-"
     std::string strUser;      // empty: the server's default user
     std::string strPassword;  // empty: no AUTH
     bool bPki = false;
     unsigned nTtlSeconds = 24 * 3600;  // keys live this long after the meeting's last write
+    // What this process hands the plug-in in _tagNoteData. The session handle names the notepad
+    // session, so every process of a meeting uses the same one; the conference handle is local.
+    unsigned nConferenceHandle = 1;
+    unsigned nSessionHandle = 1;
+    // Where replies and deliveries arrive; null: the thread-default context when the meeting
+    // is opened (the global default one when none is pushed).
+    GMainContext* pContext = nullptr;
 };
 
 // Reads "redis://[user[:password]@]host[:port]" or "unix:///path/to/socket" into the connection
@@ -35,11 +49,21 @@ std::string RedisServerName(const CRedisMeetingOptions& options);
 
 // Opens the meeting. Connects once synchronously so that an unreachable server or a wrong
 // credential is reported here (null, with a one-line reason naming the server) rather than
-// later as a lost meeting.
+// later as a lost meeting. A process without a SIGPIPE handler ignores SIGPIPE from then on (a
+// server that goes away mid-write must not end it). The meeting's Recording() reads the server
+// synchronously and gives each item the putter's loop clock at its put (the clock the contract
+// names); ReadRedisMeetingHistory gives the server's.
 std::unique_ptr<IMeeting> NewRedisMeeting(const CRedisMeetingOptions& options, std::string& error);
 
+// Whether a meeting from NewRedisMeeting is settled: both connections up, every command this
+// process sent answered, and every answer and log entry it read delivered to its participants'
+// loops. A host waits for it before leaving (a captioner after its last line); tests settle on
+// it. false for any other meeting.
+bool IsRedisMeetingSettled(const IMeeting& meeting);
+
 // The credentials CreateRedisMeeting makes: a writer (may put into every cache of the meeting)
-// and a reader (may read and subscribe, and put nothing into a closed-captions cache).
+// and a reader (may join, read, subscribe and resynchronise, and put into no cache: its puts
+// reach the plug-in as refused puts).
 struct CRedisMeetingCredentials {
     std::string strWriterUser;
     std::string strWriterPassword;
@@ -48,8 +72,10 @@ struct CRedisMeetingCredentials {
 };
 
 // With an administrator's connection (options' user may create ACL users): creates the
-// meeting's writer and reader users fenced to its keys and channels. DeleteRedisMeeting
-// removes both users and every key of the meeting. false, with a one-line reason, on failure.
+// meeting's writer and reader users ("note-<id>-writer", "note-<id>-reader", random passwords)
+// fenced to its keys; false when they exist already. DeleteRedisMeeting removes both users
+// (closing their connections) and every key of the meeting. false, with a one-line reason, on
+// failure.
 bool CreateRedisMeeting(const CRedisMeetingOptions& admin, CRedisMeetingCredentials& credentials,
                         std::string& error);
 bool DeleteRedisMeeting(const CRedisMeetingOptions& admin, std::string& error);

@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-static_assert(crypto_secretbox_KEYBYTES == 32, "the key member holds a secretbox key");
+static_assert(crypto_secretbox_KEYBYTES == CSealedRecords::kKeyLength, "the key member holds a secretbox key");
 
 namespace {
 
@@ -18,6 +18,12 @@ constexpr int kVariant = sodium_base64_VARIANT_ORIGINAL;
 CSealedRecords::CSealedRecords() : m_bUsable(sodium_init() >= 0), m_aKey{}
 {
     if (m_bUsable) randombytes_buf(m_aKey, sizeof m_aKey);
+}
+
+CSealedRecords::CSealedRecords(const unsigned char* key, std::size_t length)
+    : m_bUsable(sodium_init() >= 0 && key && length == kKeyLength), m_aKey{}
+{
+    if (m_bUsable) std::memcpy(m_aKey, key, kKeyLength);
 }
 
 CSealedRecords::~CSealedRecords()
@@ -67,6 +73,14 @@ int CSealedRecords::Open(const unsigned char* record, std::size_t length, std::v
     out.pop_back();
     plain->swap(out);
     return 0;
+}
+
+std::string MakeSealedRecordsKey()
+{
+    if (sodium_init() < 0) return std::string();
+    std::string key(CSealedRecords::kKeyLength, '\0');
+    randombytes_buf(&key[0], key.size());
+    return key;
 }
 
 void AppendSealedRecord(std::string* sequence, const std::string& record)

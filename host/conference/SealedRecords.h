@@ -3,6 +3,7 @@
 // Poly1305) of the plain bytes, under one random key per meeting. A sealed-record sequence is,
 // for each record, its length in decimal followed at once by the record; the leading "S" ends
 // the number. Single-threaded use; the key never leaves the object.
+// MakeSealedRecordsKey makes a fresh random key for a meeting whose processes share it.
 #pragma once
 
 #include <cstddef>
@@ -17,8 +18,13 @@ public:
     // bound on what a hostile record can make us allocate.
     static constexpr std::size_t kMaxRecordLength = 16u * 1024u * 1024u;
 
+    static constexpr std::size_t kKeyLength = 32;
+
     // A fresh random key. Without a working cipher library nothing seals or opens.
     CSealedRecords();
+    // The given key (every process of a meeting uses the same one); unusable unless the key is
+    // kKeyLength bytes long.
+    CSealedRecords(const unsigned char* key, std::size_t length);
     ~CSealedRecords();
     CSealedRecords(const CSealedRecords&) = delete;
     CSealedRecords& operator=(const CSealedRecords&) = delete;
@@ -33,8 +39,11 @@ public:
 
 private:
     bool m_bUsable;
-    unsigned char m_aKey[32];
+    unsigned char m_aKey[kKeyLength];
 };
+
+// A fresh random key of CSealedRecords::kKeyLength bytes; empty when the cipher library fails.
+std::string MakeSealedRecordsKey();
 
 // Appends record to sequence with its decimal length in front.
 void AppendSealedRecord(std::string* sequence, const std::string& record);

@@ -23,6 +23,9 @@ CPluginParticipant::CPluginParticipant(CNotePlugin& plugin, IMeeting& meeting,
     m_data.nUserType = setup.nUserType;
 
     m_pInstance = plugin.NoteNewInstance();
+    // The meeting's connection lost (1) and back (0) reach the instance as the host's notice.
+    meeting.SetMeetingLostHandler(m_data.pArmService,
+                                  [this](int kind) { m_rPlugin.NoteMeetingLost(m_pInstance, kind); });
     if (!setup.strAutoSavePath.empty())
         plugin.NoteSetAutoSavePath(m_pInstance, setup.strAutoSavePath.c_str());
     // The panel is announced while the instance initialises: this participant's own.

@@ -22,7 +22,8 @@ struct SParticipantSetup {
 
 class CPluginParticipant {
 public:
-    // Joins: NoteNewInstance, the auto-save path, NoteInitialize with a service of meeting.
+    // Joins: NoteNewInstance, the auto-save path, NoteInitialize with a service of meeting, whose
+    // lost-meeting handler calls NoteMeetingLost.
     CPluginParticipant(CNotePlugin& plugin, IMeeting& meeting, const SParticipantSetup& setup);
     // Leaves: NoteDeleteInstance.
     ~CPluginParticipant();

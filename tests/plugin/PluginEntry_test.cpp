@@ -10,7 +10,7 @@ namespace {
 
 using PluginEntry = PluginTest;
 
-TEST_F(PluginEntry, NullHandlesGiveTheirResultsAndDoNothing)
+TEST_P(PluginEntry, NullHandlesGiveTheirResultsAndDoNothing)
 {
     CNotePlugin& p = m_plugin;
     _tagNoteData data = {};
@@ -38,7 +38,7 @@ TEST_F(PluginEntry, NullHandlesGiveTheirResultsAndDoNothing)
     EXPECT_EQ(5, TraceCount("NoteGetFileSaveState Begine"));
 }
 
-TEST_F(PluginEntry, ALifetimeTracesEachStep)
+TEST_P(PluginEntry, ALifetimeTracesEachStep)
 {
     {
         auto reader = Join(1, NOTETAKER_SINGLE, NOTE_USER_READER);
@@ -63,7 +63,7 @@ TEST_F(PluginEntry, ALifetimeTracesEachStep)
     EXPECT_EQ(" Begine", entries[7].substr(entries[7].size() - 7));
 }
 
-TEST_F(PluginEntry, InitialiseAppliesTheNotepadTypeBeforeTheUserType)
+TEST_P(PluginEntry, InitialiseAppliesTheNotepadTypeBeforeTheUserType)
 {
     // A captioner's record: the captions limit holds (a paste longer than the notes limit is
     // taken) and the writer's controls are on.
@@ -83,7 +83,7 @@ TEST_F(PluginEntry, InitialiseAppliesTheNotepadTypeBeforeTheUserType)
     NoteHostUI_SetClipboard(nullptr, nullptr);
 }
 
-TEST_F(PluginEntry, ConfigSelectorsSetThePathReportAndPublish)
+TEST_P(PluginEntry, ConfigSelectorsSetThePathReportAndPublish)
 {
     char dir[] = "/tmp/pluginentryXXXXXX";
     ASSERT_NE(nullptr, mkdtemp(dir));
@@ -110,5 +110,7 @@ TEST_F(PluginEntry, ConfigSelectorsSetThePathReportAndPublish)
     unlink(autoSave.c_str());
     rmdir(dir);
 }
+
+NOTE_ON_EVERY_CONFERENCE(PluginEntry);
 
 }  // namespace

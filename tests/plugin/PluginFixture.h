@@ -1,18 +1,38 @@
-// A host for tests of the loaded plug-in: the plug-in file built with the tests, an in-process
-// meeting, participants with headless panels, and the trace lines the plug-in writes.
+// A host for tests of the loaded plug-in: the plug-in file built with the tests, a meeting
+// (in-process, or on a real redis-server: every test runs on both), participants with headless
+// panels, and the trace lines the plug-in writes.
 #pragma once
 
+#include "RedisTestServer.h"
 #include "conference/LocalConference.h"
 #include "loader/PluginParticipant.h"
 #include "tessarinnote/notehostui.h"
 
+#include <glib.h>
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
 #include <vector>
 
-class PluginTest : public ::testing::Test {
+enum class EConferenceKind { kLocal, kRedis };
+
+inline void PrintTo(EConferenceKind kind, std::ostream* out)
+{
+    *out << (kind == EConferenceKind::kLocal ? "local" : "redis");
+}
+
+inline std::string ConferenceKindName(const ::testing::TestParamInfo<EConferenceKind>& kind)
+{
+    return ::testing::PrintToString(kind.param);
+}
+
+// Runs the tests of a suite on every conference.
+#define NOTE_ON_EVERY_CONFERENCE(suite)                                                              \
+    INSTANTIATE_TEST_SUITE_P(Kinds, suite, ::testing::Values(EConferenceKind::kLocal, EConferenceKind::kRedis), \
+                             ConferenceKindName)
+
+class PluginTest : public ::testing::TestWithParam<EConferenceKind> {
 protected:
     PluginTest() { NoteHostUI_SetTraceCallback(&OnTrace, this); }
     ~PluginTest() override { NoteHostUI_SetTraceCallback(nullptr, nullptr); }
@@ -28,13 +48,23 @@ protected:
                                              unsigned userType,
                                              const std::string& autoSavePath = "")
     {
+        return JoinMeeting(*m_pMeeting, userId, type, userType, autoSavePath);
+    }
+    std::unique_ptr<CPluginParticipant> JoinMeeting(IMeeting& meeting, unsigned userId, NOTETAKERTYPE type,
+                                                    unsigned userType, const std::string& autoSavePath = "")
+    {
         SParticipantSetup setup;
         setup.nUserId = userId;
         setup.notepadType = type;
         setup.nUserType = userType;
         setup.strAutoSavePath = autoSavePath;
-        auto participant = std::make_unique<CPluginParticipant>(m_plugin, *m_pMeeting, setup);
+        auto participant = std::make_unique<CPluginParticipant>(m_plugin, meeting, setup);
         PumpMainLoop(0.08);
+        // Over Redis the handshake also waits for the server: until all is answered and applied.
+        if (GetParam() == EConferenceKind::kRedis) {
+            EXPECT_TRUE(PumpMainLoopUntil(
+                [&meeting] { return IsRedisMeetingSettled(meeting) && !g_main_context_pending(nullptr); }, 10));
+        }
         return participant;
     }
 
@@ -52,7 +82,8 @@ protected:
     }
 
     CNotePlugin m_plugin;
-    std::unique_ptr<IMeeting> m_pMeeting = NewLocalMeeting(CMeetingOptions());
+    std::unique_ptr<IMeeting> m_pMeeting = GetParam() == EConferenceKind::kLocal ? NewLocalMeeting(CMeetingOptions())
+                                                                                 : NewTestRedisMeeting(CMeetingOptions());
     std::vector<std::string> m_vecTraces;
 
 private:

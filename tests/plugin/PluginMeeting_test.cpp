@@ -5,7 +5,7 @@ namespace {
 
 using PluginMeeting = PluginTest;
 
-TEST_F(PluginMeeting, CaptionsReachEveryReaderAndALateJoiner)
+TEST_P(PluginMeeting, CaptionsReachEveryReaderAndALateJoiner)
 {
     auto captioner = Join(1, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_WRITER);
     auto reader = Join(2, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_READER);
@@ -43,7 +43,7 @@ TEST_F(PluginMeeting, CaptionsReachEveryReaderAndALateJoiner)
     EXPECT_TRUE(Shows(*late, lines + "Questions?")) << late->PanelText();
 }
 
-TEST_F(PluginMeeting, ANoteTakerPublishesToTwoReaders)
+TEST_P(PluginMeeting, ANoteTakerPublishesToTwoReaders)
 {
     auto taker = Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
     auto first = Join(2, NOTETAKER_SINGLE, NOTE_USER_READER);
@@ -77,5 +77,7 @@ TEST_F(PluginMeeting, ANoteTakerPublishesToTwoReaders)
     PumpMainLoop(0.2);
     EXPECT_EQ(recorded, m_pMeeting->Recording().size());
 }
+
+NOTE_ON_EVERY_CONFERENCE(PluginMeeting);
 
 }  // namespace

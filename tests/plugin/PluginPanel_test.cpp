@@ -23,7 +23,7 @@ private:
 
 const unsigned kNotesMax = 81920;
 
-TEST_F(PluginPanel, PastesCountTheirNetGrowthAgainstTheLimit)
+TEST_P(PluginPanel, PastesCountTheirNetGrowthAgainstTheLimit)
 {
     auto writer = Join(1, NOTETAKER_ALL_PARTICIPANTS, NOTE_USER_WRITER);
     INoteHeadlessPanel& panel = *writer->Panel();
@@ -54,7 +54,7 @@ TEST_F(PluginPanel, PastesCountTheirNetGrowthAgainstTheLimit)
     EXPECT_EQ(1, panel.BeepCount());
 }
 
-TEST_F(PluginPanel, CaptionPastesStayOutOfCommittedText)
+TEST_P(PluginPanel, CaptionPastesStayOutOfCommittedText)
 {
     auto captioner = Join(1, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_WRITER);
     INoteHeadlessPanel& panel = *captioner->Panel();
@@ -83,7 +83,7 @@ TEST_F(PluginPanel, CaptionPastesStayOutOfCommittedText)
                                         "the selected text into the Closed Captions panel."));
 }
 
-TEST_F(PluginPanel, TheContextMenuFollowsRoleSelectionAndText)
+TEST_P(PluginPanel, TheContextMenuFollowsRoleSelectionAndText)
 {
     auto taker = Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
     auto reader = Join(2, NOTETAKER_SINGLE, NOTE_USER_READER);
@@ -114,5 +114,7 @@ TEST_F(PluginPanel, TheContextMenuFollowsRoleSelectionAndText)
     EXPECT_TRUE(theirs.ChooseMenuItem(NOTEMENU_CUT));
     EXPECT_EQ("Agenda", reader->PanelText());
 }
+
+NOTE_ON_EVERY_CONFERENCE(PluginPanel);
 
 }  // namespace

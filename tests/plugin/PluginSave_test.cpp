@@ -61,7 +61,7 @@ private:
     }
 };
 
-TEST_F(PluginSave, SaveAsksOnceThenSavesToTheSameFile)
+TEST_P(PluginSave, SaveAsksOnceThenSavesToTheSameFile)
 {
     auto writer = Writer(NOTETAKER_SINGLE, "first");
     void* instance = writer->Instance();
@@ -83,7 +83,7 @@ TEST_F(PluginSave, SaveAsksOnceThenSavesToTheSameFile)
     EXPECT_EQ(1u, chooser.m_vecTitles.size());
 }
 
-TEST_F(PluginSave, SaveAsChosenAndCancelled)
+TEST_P(PluginSave, SaveAsChosenAndCancelled)
 {
     auto writer = Writer(NOTETAKER_CLOSED_CAPTIONS, "caption");
     const std::string path = m_strDir + "/cc.txt";
@@ -107,7 +107,7 @@ TEST_F(PluginSave, SaveAsChosenAndCancelled)
     EXPECT_EQ(0, m_plugin.NoteGetFileSaveState(writer->Instance()));
 }
 
-TEST_F(PluginSave, TheDialogSpeaksTheHostsLanguage)
+TEST_P(PluginSave, TheDialogSpeaksTheHostsLanguage)
 {
     // The plug-in finds its catalogues beside its own file.
     auto writer = Writer(NOTETAKER_SINGLE, "Text");
@@ -117,7 +117,7 @@ TEST_F(PluginSave, TheDialogSpeaksTheHostsLanguage)
     EXPECT_EQ((std::vector<std::string>{"Notizen speichern unter"}), chooser.m_vecTitles);
 }
 
-TEST_F(PluginSave, ExportWritesTheLocalisedNameIntoTheFolder)
+TEST_P(PluginSave, ExportWritesTheLocalisedNameIntoTheFolder)
 {
     struct {
         NOTETAKERTYPE type;
@@ -140,7 +140,7 @@ TEST_F(PluginSave, ExportWritesTheLocalisedNameIntoTheFolder)
     EXPECT_TRUE(m_vecWarnings.empty());
 }
 
-TEST_F(PluginSave, ARefusedTargetIsLeftAloneWithAnAlert)
+TEST_P(PluginSave, ARefusedTargetIsLeftAloneWithAnAlert)
 {
     auto writer = Writer(NOTETAKER_SINGLE, "new text");
     const std::string target = m_strDir + "/Notes.txt";
@@ -160,5 +160,7 @@ TEST_F(PluginSave, ARefusedTargetIsLeftAloneWithAnAlert)
                                         "because you do not have the right privileges."}),
               m_vecWarnings);
 }
+
+NOTE_ON_EVERY_CONFERENCE(PluginSave);
 
 }  // namespace
