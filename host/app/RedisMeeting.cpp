@@ -1,23 +1,17 @@
-// notehost's Redis meetings.
-//
-// >>> REDIS CONFERENCE HOOK <<<
-// The Redis conference (host/conference/RedisConference.h: ParseRedisUrl, NewRedisMeeting) has
-// no implementation in this build yet, so this function refuses every Redis meeting. Once it
-// exists, OpenRedisMeeting becomes: CRedisMeetingOptions options; ParseRedisUrl(url, options,
-// error) or fail; options.strMeetingId = meetingId; options.strUser = user (when not empty);
-// options.strPassword = password (when not empty); return NewRedisMeeting(options, error); and
-// host/app/CMakeLists.txt links the Redis conference's library. Nothing else in notehost
-// changes: the start dialog already offers Redis and its URL, user and password.
+// notehost's Redis meetings: a URL, a meeting id and optional credentials, on the Redis
+// conference. Replies arrive on the GLib default context, which Qt's event loop turns.
 #include "app/RedisMeeting.h"
+
+#include "conference/RedisConference.h"
 
 std::unique_ptr<IMeeting> OpenRedisMeeting(const std::string& url, const std::string& meetingId,
                                            const std::string& user, const std::string& password,
                                            std::string& error)
 {
-    (void)url;
-    (void)meetingId;
-    (void)user;
-    (void)password;
-    error = "this build has no Redis conference yet; choose the in-process conference";
-    return nullptr;
+    CRedisMeetingOptions options;
+    if (!ParseRedisUrl(url, options, error)) return nullptr;
+    options.strMeetingId = meetingId;
+    if (!user.empty()) options.strUser = user;
+    if (!password.empty()) options.strPassword = password;
+    return NewRedisMeeting(options, error);
 }

@@ -10,6 +10,7 @@
 #include <QComboBox>
 #include <QDir>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QTest>
 #include <QTimer>
@@ -226,6 +227,7 @@ TEST_F(NoteHostApp, TheStartDialogAsksAgainWhenTheMeetingCannotBeOpened)
         ASSERT_TRUE(dialog);
         auto* conference = dialog->findChild<QComboBox*>("Conference");
         conference->setCurrentIndex(conference->findData(static_cast<int>(EConference::kRedis)));
+        dialog->findChild<QLineEdit*>("RedisUrl")->setText("redis://127.0.0.1:1");  // nobody listens
         dialog->accept();
         // The same dialog again, now with the reason; the person goes back to in-process.
         QTimer::singleShot(0, [&, dialog, conference] {
@@ -237,7 +239,7 @@ TEST_F(NoteHostApp, TheStartDialogAsksAgainWhenTheMeetingCannotBeOpened)
     });
     CParticipantWindow* w = m_pHost->AskAndOpen();
     ASSERT_TRUE(w);
-    EXPECT_TRUE(shownError.contains("no Redis conference")) << shownError.toStdString();
+    EXPECT_TRUE(shownError.contains("127.0.0.1:1")) << shownError.toStdString();
     EXPECT_EQ(ERole::kNoteTaker, w->Settings().role);
     EXPECT_EQ(NOTETAKER_SINGLE, w->Settings().notepadType);
 }
