@@ -9,6 +9,7 @@
 #include <strings.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 
@@ -123,8 +124,21 @@ bool DefaultTraceWants(const char* format)
     switch (g_state.eLevel) {
     case kTraceNone: return false;
     case kTraceAll: return true;
-    default: return MentionsError(format) || strstr(format, "%s") != nullptr;
+    default: break;
     }
+    // Formats are literals traced again and again: the answer for each address is kept in a
+    // small direct-mapped table, so a busy meeting pays one lookup per line.
+    struct CSeenFormat {
+        const char* pFormat;
+        bool bWanted;
+    };
+    static CSeenFormat s_seen[256];
+    CSeenFormat& slot = s_seen[(reinterpret_cast<uintptr_t>(format) >> 3) & 255];
+    if (slot.pFormat != format) {
+        slot.pFormat = format;
+        slot.bWanted = MentionsError(format) || strstr(format, "%s") != nullptr;
+    }
+    return slot.bWanted;
 }
 
 void DefaultTraceWrite(const char* module, const char* line)

@@ -20,7 +20,7 @@ namespace notehostui {
 void ConfigureDefaultTrace();
 
 // Whether a line of this printf format can pass the level at all: false means drop it without
-// formatting.
+// formatting. The answer is kept per address: formats are string literals.
 bool DefaultTraceWants(const char* format);
 
 // Takes one formatted line (without its newline).
