@@ -127,7 +127,8 @@ void CNoteClient::SetFileNeedSave(bool needSave)
 unsigned CNoteClient::GetNoteTextLength()
 {
     if (!m_pUI) return 0;
-    std::string text;
-    AskPanelText(m_pUI, text);
-    return static_cast<unsigned>(text.size());
+    // Measured in a buffer kept between calls; the panel replaces what it holds.
+    m_strMeasureText.clear();
+    AskPanelText(m_pUI, m_strMeasureText);
+    return static_cast<unsigned>(m_strMeasureText.size());
 }

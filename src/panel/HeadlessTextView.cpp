@@ -20,7 +20,13 @@ void CHeadlessTextView::Attach(NoteViewController& controller)
 
 void CHeadlessTextView::SetText(const std::string& utf8)
 {
-    m_strText = utf8;
+    std::string copy = utf8;
+    TakeText(copy);
+}
+
+void CHeadlessTextView::TakeText(std::string& utf8)
+{
+    m_strText.swap(utf8);
     m_nLength = Utf16Length(m_strText);
     m_nSelectionLocation = m_nLength;
     m_nSelectionLength = 0;

@@ -23,8 +23,9 @@ public:
     void Attach(NoteViewController& controller);
 
     // The port.
-    std::string Text() const override { return m_strText; }
+    const std::string& Text() const override { return m_strText; }
     void SetText(const std::string& utf8) override;
+    void TakeText(std::string& utf8) override;
     unsigned Length() const override { return m_nLength; }
     void GetSelectedRange(unsigned& location, unsigned& length) const override;
     void SetSelectedRange(unsigned location, unsigned length) override;

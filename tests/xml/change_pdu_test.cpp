@@ -120,7 +120,7 @@ TEST(ChangePdu, RefusesOtherTypesAndKeepsFields)
     EXPECT_EQ(pdu.GetCacheId_INT(), 5);
 }
 
-TEST(ChangePdu, CopiesAreDeep)
+TEST(ChangePdu, CopiesAreDeepAndMovesKeepEverything)
 {
     CNoteChangeInfoPDU pdu;
     pdu.SetNoteMsg("original");
@@ -131,6 +131,18 @@ TEST(ChangePdu, CopiesAreDeep)
     EXPECT_NE(pdu.PrintCompact().find("original"), std::string::npos);
     EXPECT_NE(copy.PrintCompact().find("changed"), std::string::npos);
     EXPECT_EQ(pdu.GetNoteMsg(), "original");
+
+    // Lists of changes grow by moving their entries: fields and document go along.
+    copy.SetCacheId(8);
+    copy.SetOffSet(3, 1);
+    copy.GenerateXMLPDU();
+    const std::string printed = copy.PrintCompact();
+    CNoteChangeInfoPDU moved(std::move(copy));
+    EXPECT_EQ(moved.PrintCompact(), printed);
+    EXPECT_EQ(moved.GetNoteMsg(), "changed");
+    EXPECT_EQ(moved.GetCacheId_INT(), 8);
+    EXPECT_EQ(moved.GetOffSet_INT(1), 3);
+    EXPECT_EQ(moved.GetMainType(), "3");
 }
 
 TEST(SegInfo, FlagsPositionsAndRewriting)
