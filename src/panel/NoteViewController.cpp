@@ -1,8 +1,8 @@
 // The panel controller's message table and button actions.
 #include "panel/NoteViewController.h"
 
-#include "panel/AtomicFile.h"
 #include "panel/TextUnits.h"
+#include "platform/AtomicFile.h"
 #include "platform/LoadLocalizedString.h"
 #include "platform/NtGlobale.h"
 #include "tessarinnote/notedata.h"
