@@ -65,76 +65,48 @@ TEST_F(HostUI, NullCallbackRestoresTheDefaults)
     NoteHostUI_SetWarningCallback(nullptr, &m_rec);
     NoteHostUI_SetTelemetryCallback(nullptr, &m_rec);
 
-    // The default level keeps error lines only (by format or by formatted text), written at once.
     testing::internal::CaptureStderr();
-    MacInfoTrace2("note", "NoteInitialize %s", "Begine");
-    MacInfoTrace2("note", "OnSave -CheckPrivileges error");
-    MacInfoTrace2("note", "%s", "write Failed");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "note: OnSave -CheckPrivileges error\nnote: write Failed\n");
-    testing::internal::CaptureStderr();
+    MacInfoTrace2("note", "NoteInitialize %s", "Begine");  // below the default level
+    MacInfoTrace2("note", "%s", "write Failed");           // an error line, whatever its format
     ShowWarningWindow2("Title", "Body");
     SendTelemetryActionByID(2001);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Title: Body\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "note: write Failed\nTitle: Body\n");
     EXPECT_TRUE(m_rec.texts.empty());
     EXPECT_TRUE(m_rec.actions.empty());
 }
 
-// What the default sink writes to standard error in a process that traces a few lines and
-// then ends by exit (flushed at exit) or abort (flushed by the signal hook).
-std::string DefaultSinkOutput(const char* level, const char* text, bool abortAtEnd)
-{
-    int pipeFds[2];
-    if (pipe(pipeFds) != 0) return "no pipe";
-    const pid_t child = fork();
-    if (child == 0) {
-        dup2(pipeFds[1], STDERR_FILENO);
-        close(pipeFds[0]);
-        if (level) setenv("NOTE_TRACE", level, 1); else unsetenv("NOTE_TRACE");
-        if (text) setenv("NOTE_TRACE_TEXT", text, 1); else unsetenv("NOTE_TRACE_TEXT");
-        NoteHostUI_SetTraceCallback(nullptr, nullptr);
-        MacInfoTrace2("note", "HandleChangeMsg");
-        MacInfoTrace2("note", "%s", std::string(300, 'x').c_str());
-        MacInfoTrace2("note", "CNoteClient::SetNotepadType, no memory for %u bytes", 7u);
-        MacInfoTrace2("note", "onPublish:(id)sender end");
-        if (abortAtEnd) {
-            const rlimit noCore{0, 0};
-            setrlimit(RLIMIT_CORE, &noCore);
-            abort();
-        }
-        exit(0);
-    }
-    close(pipeFds[1]);
-    std::string out;
-    char chunk[4096];
-    ssize_t n;
-    while ((n = read(pipeFds[0], chunk, sizeof chunk)) > 0) out.append(chunk, static_cast<size_t>(n));
-    close(pipeFds[0]);
-    waitpid(child, nullptr, 0);
-    return out;
-}
-
-TEST(HostUIDefaultTrace, LevelTextAndEndOfProcess)
+// The default sink in a process of its own: what reaches standard error by level and text
+// setting, written at exit, by the signal hook on abort, or at once (error lines, seen even
+// after _exit).
+TEST(HostUIDefaultTraceDeathTest, LevelTextAndEndOfProcess)
 {
     const std::string error = "note: CNoteClient::SetNotepadType, no memory for 7 bytes\n";
-    const std::string cut = "note: " + std::string(160, 'x') + "... [300 bytes]\n";
-    const std::string whole = "note: " + std::string(300, 'x') + "\n";
-    const std::string all = "note: HandleChangeMsg\n" + cut + error + "note: onPublish:(id)sender end\n";
-    struct Case {
-        const char* level;
-        const char* text;
-        bool abortAtEnd;
-        std::string expected;
+    const std::string last = "note: NOTE:OnReceiveMessage:message = 2005\n";
+    const std::string all = "note: HandleChangeMsg\nnote: x{160}\\.\\.\\. \\[300 bytes\\]\n" + error + last;
+    const struct {
+        const char *level, *text;
+        int end;               // 0 exit, 1 abort, 2 _exit
+        std::string expected;  // a regular expression
     } cases[] = {
-        {nullptr, nullptr, false, error},
-        {"errors", "full", true, error},
-        {"none", nullptr, false, ""},
-        {"all", nullptr, false, all},
-        {"ALL", nullptr, true, all},
-        {"all", "full", false, "note: HandleChangeMsg\n" + whole + error + "note: onPublish:(id)sender end\n"},
+        {"", "", 2, error}, {"errors", "full", 1, error}, {"none", "", 0, ""}, {"all", "", 0, all},
+        {"ALL", "", 1, all}, {"all", "full", 0, "note: HandleChangeMsg\nnote: x{300}\n" + error + last},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(std::string(c.level ? c.level : "(unset)") + (c.abortAtEnd ? " abort" : " exit"));
-        EXPECT_EQ(DefaultSinkOutput(c.level, c.text, c.abortAtEnd), c.expected);
+    for (const auto& c : cases) {
+        auto traceAndEnd = [&c] {
+            setenv("NOTE_TRACE", c.level, 1);
+            setenv("NOTE_TRACE_TEXT", c.text, 1);
+            NoteHostUI_SetTraceCallback(nullptr, nullptr);
+            MacInfoTrace2("note", "HandleChangeMsg");
+            MacInfoTrace2("note", "%s", std::string(300, 'x').c_str());
+            MacInfoTrace2("note", "CNoteClient::SetNotepadType, no memory for %u bytes", 7u);
+            MacInfoTrace2("note", "NOTE:OnReceiveMessage:message = %d", 2005);
+            const rlimit noCore{0, 0};
+            setrlimit(RLIMIT_CORE, &noCore);
+            if (c.end == 1) abort();
+            c.end == 2 ? _exit(0) : exit(0);
+        };
+        auto ended = [&c](int status) { return c.end == 1 ? WIFSIGNALED(status) : WIFEXITED(status); };
+        EXPECT_EXIT(traceAndEnd(), ended, "^" + c.expected + "$") << c.level << " " << c.text << " " << c.end;
     }
 }
 
