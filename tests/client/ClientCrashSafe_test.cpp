@@ -33,7 +33,7 @@ protected:
         ViewOf(*m_pWriter).SetText("old notes\n");
         Write();
         m_strOld = CClientTempDir::Read(m_strPath);
-        ViewOf(*m_pWriter).SetText(std::string(400 * 1000, 'n') + "\nnew");  // a full notepad
+        ViewOf(*m_pWriter).SetText(std::string(160 * 1000, 'n') + "\nnew");  // many stdio buffers
     }
     // Writes the panel's document as the meeting loss or the user would.
     void Write()
@@ -127,7 +127,7 @@ TEST_P(CrashSafeDeathTest, AFullDiskLeavesTheOldDocumentAndNoAlert)
         NotifyCocoaUI(&PanelOf(*m_pWriter), NOTEUI_WRITE_FILE, const_cast<char*>(m_strPath.c_str()), &ok, nullptr);
         setrlimit(RLIMIT_FSIZE, &limit);
         Write();
-        _exit(wrong | (ok != 0) << 4 | (CClientTempDir::Read(m_strPath).size() < 400 * 1000) << 5);
+        _exit(wrong | (ok != 0) << 4 | (CClientTempDir::Read(m_strPath).size() < 160 * 1000) << 5);
     };
     EXPECT_EXIT(writeUnderALimit(), ::testing::ExitedWithCode(0), "");
 }
