@@ -78,6 +78,9 @@ public:
     const std::string& LastDialogDefaultName() const { return m_strDialogDefaultName; }
 
 private:
+    // A whole new text: its length, and the caret after it.
+    void TextReplaced();
+
     NoteViewController* m_pController = nullptr;
     std::string m_strText;
     unsigned m_nLength = 0;

@@ -13,6 +13,8 @@ namespace {
 // The client passes its "bool" arguments as one byte, 0 or 1.
 bool ByteFlag(const void* in) { return *static_cast<const unsigned char*>(in) != 0; }
 
+// The text with CR LF line ends (every lone CR or LF becomes CR LF, as ConvertToWinText3 does),
+// written into out: the caller's string keeps its memory, and a long text gets no fresh pages.
 void WinTextInto(const std::string& text, std::string& out)
 {
     ConvertToWinText2(text, out);
