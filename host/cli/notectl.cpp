@@ -133,6 +133,12 @@ int main(int argc, char** argv)
             return 2;
         }
     }
-    if (!trace) NoteHostUI_SetTraceCallback(&DropTrace, nullptr);
+    if (trace) {
+        // Every line, unless NOTE_TRACE chooses otherwise.
+        setenv("NOTE_TRACE", "all", 0);
+        NoteHostUI_SetTraceCallback(nullptr, nullptr);
+    } else {
+        NoteHostUI_SetTraceCallback(&DropTrace, nullptr);
+    }
     return Demo(pluginPath);
 }

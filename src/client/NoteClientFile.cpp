@@ -5,10 +5,13 @@
 // oversized or deeply nested documents, and a document that is not a save record is not used.
 //
 // The save record's "writing" flag of the original design is not kept: nothing reads it, and
-// the write below runs to its end on the main loop before anything else can look.
+// the write below runs to its end on the main loop before anything else can look. The file is
+// written as the panel writes its files (AtomicFile.h): a crash or a full disk at any moment
+// leaves the previous auto-save whole, so a rejoin never loses the notes to a broken file.
 #include "client/CNoteClient.h"
 
 #include "boundscheck/boundscheck.h"
+#include "platform/AtomicFile.h"
 #include "platform/NtGlobale.h"
 #include "tessarinnote/uiinterface.h"
 
@@ -53,7 +56,7 @@ void CNoteClient::AutoSaveXMLFile()
 
     // A failed write is not reported; the next loss writes again if something changes.
     m_SaveInfo.GenerateXMLPDU();
-    m_SaveInfo.SaveFile(m_strAutoSavePath.c_str());
+    WriteFileAtomically(m_strAutoSavePath, [this](FILE* stream) { return m_SaveInfo.SaveFile(stream); });
     m_bNeedAutoSave = 0;
 }
 
@@ -127,7 +130,8 @@ void CNoteClient::SetFileNeedSave(bool needSave)
 unsigned CNoteClient::GetNoteTextLength()
 {
     if (!m_pUI) return 0;
-    std::string text;
-    AskPanelText(m_pUI, text);
-    return static_cast<unsigned>(text.size());
+    // Measured in a buffer kept between calls; the panel replaces what it holds.
+    m_strMeasureText.clear();
+    AskPanelText(m_pUI, m_strMeasureText);
+    return static_cast<unsigned>(m_strMeasureText.size());
 }

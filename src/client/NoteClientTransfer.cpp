@@ -10,6 +10,7 @@
 #include "tessarinnote/notehostui.h"
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -155,12 +156,12 @@ int CNoteClient::DecompressPdu(unsigned handle)
     unsigned long limit = lenOut;
     if (lenOut + 1 > m_nTextBufSize) {
         const unsigned grown = lenOut * 2 + 1;
-        char* bigger = new (std::nothrow) char[grown];
+        char* bigger = NewTextBuf(grown);
         if (bigger) {
-            delete[] m_pTextBuf;
+            FreeTextBuf(m_pTextBuf);
             m_pTextBuf = bigger;
             m_nTextBufSize = grown;
-            m_nTextBufDirty = grown;  // fresh memory: all of it to zero
+            m_nTextBufDirty = 0;  // allocated zeroed
             limit = grown;
         }
     }
@@ -186,6 +187,16 @@ int CNoteClient::DecompressPdu(unsigned handle)
         if (n > m_nTextBufDirty) m_nTextBufDirty = static_cast<unsigned>(n);
     }
     return 1;
+}
+
+char* CNoteClient::NewTextBuf(size_t size)
+{
+    return static_cast<char*>(calloc(size, 1));
+}
+
+void CNoteClient::FreeTextBuf(char* buffer)
+{
+    free(buffer);
 }
 
 void CNoteClient::ClearTextBuf()

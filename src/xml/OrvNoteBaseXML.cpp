@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <memory>
 #include <cstring>
-#include <sstream>
 
 namespace {
 
@@ -157,9 +156,8 @@ std::string COrvNoteBaseXML::PrintCompact() const
 
 void COrvNoteBaseXML::SetMainType(int nType)
 {
-    std::ostringstream os;
-    os << nType;
-    m_strMainType = os.str();
+    // Every PDU constructor comes here: no stream, which costs more than the rest of it.
+    m_strMainType = std::to_string(nType);
 }
 
 void COrvNoteBaseXML::SetMainType(const std::string& strType)
