@@ -3,6 +3,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -36,11 +37,25 @@ void SyncFolderOf(const std::string& path)
     close(fd);
 }
 
+// The file a symbolic link at path leads to, so that saving through a link keeps the link;
+// path itself for anything else (a dangling link is replaced).
+std::string ResolvedTarget(const std::string& path)
+{
+    struct stat link;
+    if (lstat(path.c_str(), &link) != 0 || !S_ISLNK(link.st_mode)) return path;
+    char* target = realpath(path.c_str(), nullptr);
+    if (!target) return path;
+    const std::string resolved = target;
+    free(target);
+    return resolved;
+}
+
 }  // namespace
 
-bool WriteFileAtomically(const std::string& path, const std::function<bool(FILE*)>& write)
+bool WriteFileAtomically(const std::string& linkPath, const std::function<bool(FILE*)>& write)
 {
-    if (path.empty()) return false;
+    if (linkPath.empty()) return false;
+    const std::string path = ResolvedTarget(linkPath);
     std::string tempPath;
     const int fd = CreateTemporary(path, tempPath);
     if (fd < 0) return false;

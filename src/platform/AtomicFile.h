@@ -13,7 +13,8 @@
 
 // Writes bytes to path atomically. true on success; on failure (no space, a file-size limit, no
 // permission, a folder in the way) the target is unchanged and no temporary file is left. A
-// new file's mode follows the process umask; an existing file keeps its mode.
+// new file's mode follows the process umask; an existing file keeps its mode. A symbolic link
+// at path stays: the file it leads to is replaced.
 bool WriteFileAtomically(const std::string& path, const std::string& bytes);
 
 // As above, with the content written by write into the temporary file's stream: the write
