@@ -15,6 +15,7 @@
 #include "platform/NtGlobale.h"
 #include "tessarinnote/uiinterface.h"
 
+#include <algorithm>
 #include <new>
 #include <string>
 
@@ -70,6 +71,8 @@ bool CNoteClient::LoadXMLFile(CNoteSaveInfoPDU& record, const char* path)
     ResetNetInfo();
     // Well-formed XML of another kind (or version) is no save record: treated as malformed.
     if (!record.ParseXMLPDU()) return false;
+    // The fields are read: the file's tree goes (the auto-save builds its own).
+    record.Clear();
 
     // A reader's copy of a single note taker's notes comes from the meeting, not the file.
     if (m_nUserType != NOTE_USER_WRITER && m_nNotePadType == NOTETAKER_SINGLE) {
@@ -93,10 +96,12 @@ bool CNoteClient::LoadXMLFile(CNoteSaveInfoPDU& record, const char* path)
     }
 
     // A reader drops the changes that never reached the cache; a writer sends them again.
+    // In one pass: erasing them one by one is quadratic in a file of many changes.
     if (m_nUserType == NOTE_USER_READER) {
         std::vector<CNoteChangeInfoPDU>& changes = record.m_vecChangeInfoPdu;
-        for (size_t i = changes.size(); i-- > 0;)
-            if (changes[i].GetCacheId_INT() == 0) changes.erase(changes.begin() + i);
+        changes.erase(std::remove_if(changes.begin(), changes.end(),
+                                     [](const CNoteChangeInfoPDU& c) { return c.GetCacheId_INT() == 0; }),
+                      changes.end());
     }
 
     m_strShowMsg = show;
