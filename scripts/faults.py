@@ -1,11 +1,14 @@
 #!/usr/bin/env python3
 """Fault injection: which scripted faults does the test suite fail to catch?
 
-  faults.py generate [--per-file N] [--seed S] > scripts/faults.txt
-      Picks up to N mutation sites per source file (src/ and host/), deterministically.
-  faults.py run [--build DIR] [--from K] [--to K] [--jobs J] FAULTS [RESULTS]
-      Applies each fault in turn to the checkout, rebuilds DIR incrementally, runs the whole
-      CTest suite (stopping at the first failure), restores the file, and appends one line per
+  faults.py generate [--per-file N] [--seed S] [--under DIR] > scripts/faults.txt
+      Picks up to N mutation sites per source file (src/ and host/, or those under DIR),
+      deterministically.
+  faults.py run [--build DIR] [--from K] [--to K] [--jobs J] [--target T] [--tests REGEX]
+                FAULTS [RESULTS]
+      Applies each fault in turn to the checkout, rebuilds DIR incrementally (only target T
+      when given), runs the CTest suite (only the tests matching REGEX when given; stopping at
+      the first failure), restores the file, and appends one line per
       fault to RESULTS: "<id> caught|survived|invalid". invalid: the fault does not apply to this
       source or does not compile. Interrupting restores the file being mutated.
   faults.py compare OLD_RESULTS NEW_RESULTS
@@ -35,8 +38,8 @@ OPERATORS = [
 ]
 
 
-def source_files():
-    out = subprocess.run(["git", "ls-files", "src", "host"], cwd=TOP, capture_output=True,
+def source_files(under=None):
+    out = subprocess.run(["git", "ls-files"] + ([under] if under else ["src", "host"]), cwd=TOP, capture_output=True,
                          text=True, check=True).stdout.split()
     return sorted(f for f in out if f.endswith(".cpp"))
 
@@ -65,7 +68,7 @@ def candidates(path):
 def generate(args):
     rng = random.Random(args.seed)
     n = 0
-    for path in source_files():
+    for path in source_files(args.under):
         sites = candidates(path)
         rng.shuffle(sites)
         for original, mutated in sites[:args.per_file]:
@@ -99,6 +102,8 @@ def apply(path, original, mutated):
 def run(args):
     build = os.path.join(TOP, args.build)
     out = open(args.results, "a") if args.results else sys.stdout
+    target = ["--target", args.target] if args.target else []
+    tests = ["-R", args.tests] if args.tests else []
     for fid, path, original, mutated in read_faults(args.faults):
         num = int(fid[1:])
         if num < args.start or num > args.end:
@@ -111,13 +116,13 @@ def run(args):
         restore = lambda *_: open(full, "w", encoding="utf-8").write(saved)
         old = signal.signal(signal.SIGINT, lambda *a: (restore(), sys.exit(130)))
         try:
-            built = subprocess.run(["cmake", "--build", build, "-j", str(args.jobs)],
+            built = subprocess.run(["cmake", "--build", build, "-j", str(args.jobs)] + target,
                                    capture_output=True).returncode == 0
             if not built:
                 verdict = "invalid"
             else:
                 tested = subprocess.run(["ctest", "--test-dir", build, "-j", str(args.jobs),
-                                         "--stop-on-failure", "--timeout", "120", "-Q"],
+                                         "--stop-on-failure", "--timeout", "120", "-Q"] + tests,
                                         capture_output=True)
                 verdict = "caught" if tested.returncode != 0 else "survived"
         finally:
@@ -125,7 +130,7 @@ def run(args):
             signal.signal(signal.SIGINT, old)
         print(f"{fid} {verdict}", file=out, flush=True)
     # Leave the build matching the restored sources.
-    subprocess.run(["cmake", "--build", build, "-j", str(args.jobs)], capture_output=True)
+    subprocess.run(["cmake", "--build", build, "-j", str(args.jobs)] + target, capture_output=True)
 
 
 def compare(args):
@@ -149,11 +154,14 @@ def main():
     g = sub.add_parser("generate")
     g.add_argument("--per-file", type=int, default=4)
     g.add_argument("--seed", type=int, default=12)
+    g.add_argument("--under")
     r = sub.add_parser("run")
     r.add_argument("--build", default="build")
     r.add_argument("--from", dest="start", type=int, default=0)
     r.add_argument("--to", dest="end", type=int, default=10**9)
     r.add_argument("--jobs", type=int, default=os.cpu_count() or 2)
+    r.add_argument("--target")
+    r.add_argument("--tests")
     r.add_argument("faults")
     r.add_argument("results", nargs="?")
     c = sub.add_parser("compare")
