@@ -108,9 +108,9 @@ private:
         const unsigned start = CNoteClient::BufSizeFor(c.m_nMaxTextLen);
         const unsigned size = fresh ? start : start * 2 + 1;  // as DecompressPdu grows it
         if (c.m_nTextBufSize != size) {
-            delete[] c.m_pTextBuf;
+            CNoteClient::FreeTextBuf(c.m_pTextBuf);
             c.m_nTextBufSize = size;
-            c.m_pTextBuf = new char[size]();
+            c.m_pTextBuf = CNoteClient::NewTextBuf(size);
             c.m_nTextBufDirty = 0;
         }
         c.ClearTextBuf();
