@@ -1,0 +1,195 @@
+// notectl as people run it: separate processes against a real redis-server. A wrong command
+// line or an unusable server is one line on stderr and a non-zero status; a captioner and three
+// readers keep every line through two server crashes (append-only file on), and a reader
+// started anew gets the whole history once.
+#include "RedisTestServer.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+// One notectl process: standard input a pipe (or nothing), standard output and error files.
+class CNotectl {
+public:
+    CNotectl(std::vector<std::string> args, const std::string& out, bool withInput = false) : m_strOut(out)
+    {
+        args.insert(args.begin(), NOTECTL_PATH);
+        std::vector<char*> argv;
+        for (std::string& arg : args) argv.push_back(&arg[0]);
+        argv.push_back(nullptr);
+        int input[2] = {-1, -1};
+        if (withInput && pipe2(input, O_CLOEXEC) != 0) ADD_FAILURE() << "no pipe";
+        const std::string err = out + ".err";
+        m_nPid = fork();
+        if (m_nPid == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            const int in = withInput ? input[0] : open("/dev/null", O_RDONLY);
+            dup2(in, 0);
+            dup2(open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 1);
+            dup2(open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 2);
+            if (withInput) close(input[1]);
+            execv(argv[0], argv.data());
+            _exit(127);
+        }
+        if (withInput) {
+            close(input[0]);
+            m_nInput = input[1];
+        }
+    }
+    ~CNotectl()
+    {
+        CloseInput();
+        if (m_nPid > 0) {
+            kill(m_nPid, SIGKILL);
+            waitpid(m_nPid, nullptr, 0);
+        }
+    }
+    void Type(const std::string& line) { ASSERT_EQ(write(m_nInput, (line + "\n").data(), line.size() + 1), ssize_t(line.size() + 1)); }
+    void CloseInput()
+    {
+        if (m_nInput >= 0) close(m_nInput);
+        m_nInput = -1;
+    }
+    // The exit status once it ended (within seconds), else -1 (then it is killed).
+    int Wait(double seconds, int signal = 0)
+    {
+        if (signal) kill(m_nPid, signal);
+        int status = 0;
+        for (int i = 0; i < seconds * 100; ++i, usleep(10000)) {
+            if (waitpid(m_nPid, &status, WNOHANG) != m_nPid) continue;
+            m_nPid = -1;
+            return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        }
+        return -1;
+    }
+    std::string Out() const { return Read(m_strOut); }
+    std::string Err() const { return Read(m_strOut + ".err"); }
+
+private:
+    static std::string Read(const std::string& path)
+    {
+        std::ifstream file(path);
+        std::stringstream text;
+        text << file.rdbuf();
+        return text.str();
+    }
+
+    std::string m_strOut;
+    pid_t m_nPid = -1;
+    int m_nInput = -1;
+};
+
+// The lines with text: blank lines stand in readers' texts where the captioner's panel had a
+// notice of its own lost connection (the plug-in takes the notices out of what it sends).
+std::vector<std::string> TextLines(const std::string& output)
+{
+    std::vector<std::string> lines;
+    std::istringstream in(output);
+    for (std::string line; std::getline(in, line);)
+        if (!line.empty()) lines.push_back(line);
+    return lines;
+}
+
+bool WaitFor(const std::function<bool()>& done, double seconds)
+{
+    for (int i = 0; i < seconds * 100; ++i, usleep(10000))
+        if (done()) return true;
+    return done();
+}
+
+class Notectl : public ::testing::Test {
+protected:
+    CRedisTestServer m_server{{"--appendonly", "yes", "--appendfsync", "always"}};
+    const std::string m_strUrl = "unix://" + m_server.Options("").strUnixSocket;
+    const std::string m_strSocket = m_server.Options("").strUnixSocket;
+    // A file beside the server's, removed with it.
+    std::string Path(const std::string& name) const { return m_strSocket.substr(0, m_strSocket.rfind('/') + 1) + name; }
+};
+
+TEST_F(Notectl, EveryFailureIsOneLineOnStderr)
+{
+    const struct {
+        std::vector<std::string> args;
+        int status;
+        std::string message;
+    } cases[] = {
+        {{"follow", "--meeting", "m", "--redis", "redis://127.0.0.1:1"}, 1,
+         "notectl: cannot reach the Redis server at 127.0.0.1:1: Connection refused\n"},
+        {{"caption", "--meeting", "m", "--redis", m_strUrl, "--name", "nobody", "--password", "x"}, 1,
+         "notectl: the Redis server at " + m_strSocket +
+             " refused the credentials: WRONGPASS invalid username-password pair or user is disabled.\n"},
+        {{"follow", "--meeting", "none-here", "--redis", m_strUrl}, 1,
+         "notectl: no such meeting: none-here on " + m_strSocket +
+             " (nobody has joined it; start its captioner or note taker first, or pass --wait)\n"},
+        {{"follow", "--meeting", "m", "--redis", m_strUrl, "--plugin", "/nowhere/libnote.so"}, 1,
+         "notectl: cannot load the plug-in: /nowhere/libnote.so: cannot open shared object file: No such file or "
+         "directory\n"},
+        {{"follow", "--meeting", "m", "--colour"}, 2,
+         "notectl: The following argument was not expected: --colour (see notectl --help)\n"},
+        {{"export", "--meeting", "m", "--format", "ass", "x"}, 2,
+         "notectl: --format: ass not in {text,txt,srt,vtt,jsonl} (see notectl --help)\n"},
+    };
+    for (const auto& c : cases) {
+        CNotectl run(c.args, Path("failing.out"));
+        EXPECT_EQ(run.Wait(20), c.status) << c.args[0];
+        EXPECT_EQ(run.Err(), c.message);
+        EXPECT_EQ(run.Out(), "");
+    }
+}
+
+TEST_F(Notectl, ReadersKeepEveryLineThroughTwoServerCrashes)
+{
+    const std::vector<std::string> meeting = {"--meeting", "crash", "--redis", m_strUrl};
+    const auto args = [&meeting](std::vector<std::string> command) {
+        command.insert(command.end(), meeting.begin(), meeting.end());
+        return command;
+    };
+    CNotectl captioner(args({"caption"}), Path("caption.out"), true);
+    std::vector<std::unique_ptr<CNotectl>> readers;
+    for (int i = 0; i < 3; ++i)
+        readers.push_back(std::make_unique<CNotectl>(args({"follow", "--wait", "--user", std::to_string(10 + i)}),
+                                                     Path("reader" + std::to_string(i) + ".out")));
+    std::vector<std::string> typed;
+    const auto type = [&](int count) {
+        for (int i = 0; i < count; ++i, usleep(20000)) {
+            typed.push_back("line " + std::to_string(typed.size() + 1) + ": \"caption\" <" + std::to_string(i) + ">");
+            captioner.Type(typed.back());
+        }
+    };
+    type(10);
+    // Every reader joined (a first connection to a dead server fails at once, by design).
+    for (const auto& reader : readers)
+        ASSERT_TRUE(WaitFor([&] { return TextLines(reader->Out()).size() == typed.size(); }, 10)) << reader->Err();
+    for (int crash = 0; crash < 2; ++crash) {
+        m_server.Stop(SIGKILL);
+        type(8);  // into a dead connection, then queued while it reconnects
+        ASSERT_TRUE(m_server.Start());
+        type(8);
+    }
+    // A reader that was killed and joins again (a new instance) reads the whole history once.
+    readers[2].reset();
+    readers[2] = std::make_unique<CNotectl>(args({"follow"}), Path("reader2-again.out"));
+    type(5);
+    captioner.CloseInput();
+    EXPECT_EQ(captioner.Wait(20), 0) << captioner.Err();
+
+    for (const auto& reader : readers)
+        EXPECT_TRUE(WaitFor([&] { return TextLines(reader->Out()).size() >= typed.size(); }, 10));
+    for (const auto& reader : readers) {
+        EXPECT_EQ(reader->Wait(10, SIGTERM), 0) << reader->Err();
+        EXPECT_EQ(TextLines(reader->Out()), typed) << reader->Err();
+    }
+}
+
+}  // namespace
