@@ -17,11 +17,6 @@ constexpr gint64 kHandshakeMicros = 15 * G_USEC_PER_SEC;
 
 void DropTrace(void*, const char*, const char*) {}
 
-void PrintTrace(void*, const char* module, const char* line)
-{
-    std::fprintf(stderr, "[%s] %s\n", module, line);
-}
-
 // An alert of the plug-in, as one line.
 void PrintWarning(void*, const char* title, const char* text)
 {
@@ -49,7 +44,14 @@ int Fail(const std::string& message)
 
 void RouteHostOutput(bool trace)
 {
-    NoteHostUI_SetTraceCallback(trace ? &PrintTrace : &DropTrace, nullptr);
+    if (trace) {
+        // The host UI's default sink (standard error): every line, unless NOTE_TRACE already
+        // chooses otherwise. Set before the sink is chosen, which reads it.
+        setenv("NOTE_TRACE", "all", 0);
+        NoteHostUI_SetTraceCallback(nullptr, nullptr);
+    } else {
+        NoteHostUI_SetTraceCallback(&DropTrace, nullptr);
+    }
     NoteHostUI_SetWarningCallback(&PrintWarning, nullptr);
 }
 

@@ -32,7 +32,8 @@ struct SMeetingOptions {
 // Prints "notectl: message" as one line on standard error; returns 1, the failure status.
 int Fail(const std::string& message);
 
-// Sends trace lines to standard error (trace) or nowhere, and warnings to one line each.
+// Trace lines: with trace, the default sink on standard error with NOTE_TRACE=all (unless set);
+// otherwise nowhere. Warnings: one line each on standard error. Call before loading the plug-in.
 void RouteHostOutput(bool trace);
 
 // The conference's options from a command's; false, with a one-line reason, for a bad URL.

@@ -1,7 +1,9 @@
 // Host UI library: formats trace lines and routes trace lines, warnings and telemetry either to
-// the callbacks a host registered or to the defaults (standard error, or a message box for the
-// warning in a QApplication; telemetry dropped).
+// the callbacks a host registered or to the defaults (the buffered trace sink of
+// DefaultTraceSink.h, standard error or a message box for the warning; telemetry dropped).
 #include "tessarinnote/notehostui.h"
+
+#include "DefaultTraceSink.h"
 
 #include <QApplication>
 #include <QMessageBox>
@@ -55,7 +57,7 @@ void EmitTrace(const char* module, const char* line)
     if (g_trace.callback)
         g_trace.callback(g_trace.context, module, line);
     else
-        fprintf(stderr, "%s: %s\n", module, line);
+        notehostui::DefaultTraceWrite(module, line);
 }
 
 }  // namespace
@@ -65,6 +67,8 @@ extern "C" {
 void MacInfoTrace2(const char* module, const char* format, ...)
 {
     if (!format) return;
+    // The default sink drops most lines by level: they are not even formatted.
+    if (!g_trace.callback && !notehostui::DefaultTraceWants(format)) return;
     module = OrEmpty(module);
 
     // Most lines fit the stack buffer; longer ones (whole texts are traced at times) get a heap
@@ -104,6 +108,7 @@ void ShowWarningWindow2(const char* title, const char* text)
                         QApplication::activeWindow());
         box.exec();
     } else {
+        notehostui::FlushDefaultTrace();
         fprintf(stderr, "%s: %s\n", OrEmpty(title), OrEmpty(text));
     }
 }
@@ -115,7 +120,10 @@ void SendTelemetryActionByID(int actionId)
 
 void NoteHostUI_SetTraceCallback(NoteTraceCallback callback, void* context)
 {
+    // Lines already buffered keep their place before whatever comes next.
+    notehostui::FlushDefaultTrace();
     g_trace.Set(callback, context);
+    if (!callback) notehostui::ConfigureDefaultTrace();
 }
 
 void NoteHostUI_SetWarningCallback(NoteWarningCallback callback, void* context)

@@ -1,7 +1,10 @@
 // Host UI library (libnotehostui): the trace, warning-window and telemetry services that the
 // plug-in calls as it would call its host's frameworks. A host may redirect each of them by
-// registering a callback; with none registered, trace lines and warnings go to standard error
-// and telemetry is dropped.
+// registering a callback; with none registered, warnings go to standard error, telemetry is
+// dropped, and trace lines go to standard error through a buffered sink: NOTE_TRACE=none,
+// errors (the default: lines that mention an error or a failure) or all; NOTE_TRACE_TEXT=full
+// writes long lines whole instead of a prefix and their length. A registered callback receives
+// every line whole, whatever these variables say.
 // All functions are called on the host's main thread.
 #pragma once
 
@@ -33,7 +36,8 @@ typedef void (*NoteTraceCallback)(void* context, const char* module, const char*
 typedef void (*NoteWarningCallback)(void* context, const char* title, const char* text);
 typedef void (*NoteTelemetryCallback)(void* context, int actionId);
 
-// Each setter replaces the previous callback; a null callback restores the default behaviour.
+// Each setter replaces the previous callback; a null callback restores the default behaviour
+// (for the trace: the default sink, reading NOTE_TRACE and NOTE_TRACE_TEXT again).
 NOTEHOSTUI_API void NoteHostUI_SetTraceCallback(NoteTraceCallback callback, void* context);
 NOTEHOSTUI_API void NoteHostUI_SetWarningCallback(NoteWarningCallback callback, void* context);
 NOTEHOSTUI_API void NoteHostUI_SetTelemetryCallback(NoteTelemetryCallback callback, void* context);

@@ -107,6 +107,10 @@ public:
     // Zeroes the work buffer: only the bytes written since it was last zeroed, which gives the
     // same all-zero buffer without a pass over megabytes per received item.
     void ClearTextBuf();
+    // The work buffer's memory: zero-filled by calloc, so pages nobody writes are never touched
+    // (the buffer runs to megabytes). Null when memory runs out; freed with FreeTextBuf.
+    static char* NewTextBuf(size_t size);
+    static void FreeTextBuf(char* buffer);
 
     // --- meeting loss (NoteClientMeeting.cpp)
     int MeetingLost(int kind);
@@ -118,9 +122,12 @@ public:
     unsigned GetNoteTextLength();
 
     // --- edit sending (NoteClientSend.cpp)
-    void SetNoteTextData(std::string text);
+    void SetNoteTextData(const std::string& text);
     unsigned char ChangeMessage();
     int CompareMsg(std::string& newText, int& removedLen);
+    // CompareMsg without its text: the offset and removedLen as CompareMsg finds them for a
+    // new text of newLen bytes, and the part [start, start + keep) of it that CompareMsg keeps.
+    int MeasureEdit(size_t newLen, int& removedLen, size_t& start, size_t& keep);
     void SendChangeInfoPDU(int bPressEnter);
 
     // --- applying remote changes (NoteClientApply.cpp)
@@ -216,7 +223,7 @@ public:
     std::string m_strShowMsg;
     std::string m_strPublishMsg;
     unsigned m_nTextBufSize;
-    char* m_pTextBuf;  // m_nTextBufSize bytes, owned
+    char* m_pTextBuf;  // m_nTextBufSize bytes, owned (NewTextBuf)
     unsigned m_bLastWasChange;
     unsigned m_bSavedBefore;
     unsigned m_bHasContent;
@@ -228,4 +235,11 @@ public:
     void (*m_pfnNoticeClock)(int* hour, int* minute) = nullptr;
     unsigned m_nTextBufDirty = 0;  // leading bytes of m_pTextBuf that may be non-zero
     CSaveListIndex m_SaveListIndex;  // over m_SaveInfo.m_vecChangeInfoPdu, for SetSavePduCacheID
+    // Texts run to hundreds of kilobytes, and fresh memory costs a page fault every 4 KB: these
+    // buffers keep theirs between calls. The last text sent to the panel (converted), the
+    // panel's text as GetNoteTextLength measures it, and the text a send shares next (it
+    // trades places with m_strOldMsg).
+    std::string m_strPanelText;
+    std::string m_strMeasureText;
+    std::string m_strNextOld;
 };

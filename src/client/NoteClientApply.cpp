@@ -33,7 +33,7 @@ void CNoteClient::AddChangePduToSavePdu(CNoteChangeInfoPDU pdu)
     std::vector<CNoteChangeInfoPDU>& changes = m_SaveInfo.m_vecChangeInfoPdu;
     // The single note taker's changes each carry the whole text: only the latest matters.
     if (m_nNotePadType == NOTETAKER_SINGLE) changes.clear();
-    changes.push_back(pdu);
+    changes.push_back(std::move(pdu));
 }
 
 int CNoteClient::SetSavePduCacheID(CNoteChangeInfoPDU& pdu, unsigned cacheId)
@@ -84,17 +84,17 @@ int CNoteClient::HandleChangeMsg(CNoteChangeInfoPDU& pdu, int apply)
     // Captions keep a recorded text in m_strRecvMsg until the next applied change.
     if (apply == 0) return 0;
 
-    std::string base = m_strOldMsg;
-    if (!base.empty()) m_strShowMsg.clear();
-    if (base.size() < position) position = base.size();
-    if (removeCount > base.size() - position) removeCount = base.size() - position;
-    base.replace(position, removeCount, m_strRecvMsg);
-    m_strRecvMsg.clear();
+    if (!m_strOldMsg.empty()) m_strShowMsg.clear();
+    if (m_strOldMsg.size() < position) position = m_strOldMsg.size();
+    if (removeCount > m_strOldMsg.size() - position) removeCount = m_strOldMsg.size() - position;
 
-    if (!base.empty()) {
-        m_strOldMsg = base;
-        SetNoteTextData(base);
-        m_strShowMsg.swap(base);
+    if (m_strOldMsg.size() - removeCount + m_strRecvMsg.size() != 0) {
+        // The shared text is changed where it lies: a caption line is appended to hundreds
+        // of kilobytes, which are neither copied nor moved to fresh memory.
+        m_strOldMsg.replace(position, removeCount, m_strRecvMsg);
+        m_strRecvMsg.clear();
+        SetNoteTextData(m_strOldMsg);
+        m_strShowMsg.assign(m_strOldMsg);
         SetFileNeedSave(true);
         if (m_pHostSink) m_pHostSink->SaveEnabledChanged(1);
         if (m_nNotePadType == NOTETAKER_CLOSED_CAPTIONS && m_nUserType == NOTE_USER_WRITER && m_pUI) {
@@ -106,6 +106,7 @@ int CNoteClient::HandleChangeMsg(CNoteChangeInfoPDU& pdu, int apply)
         else
             MacInfoTrace2("note", "CNoteClient:HandleChangeMsg m_nScrolltoEnd=%d", m_nScrolltoEnd);
     } else {
+        m_strRecvMsg.clear();
         SetNoteTextData(std::string());
         if (m_pUI) NotifyCocoaUI(m_pUI, NOTEUI_GET_TEXT_CRLF, nullptr, &m_strShowMsg, nullptr);
         m_strOldMsg = m_strShowMsg;

@@ -139,8 +139,7 @@ CNoteClient::CNoteClient()
     m_nMaxTextLen = kNotesMaxTextLen;
     m_nTextBufSize = BufSizeFor(m_nMaxTextLen);
     // Out of memory leaves no buffer: every user of m_pTextBuf checks for null.
-    m_pTextBuf = new (std::nothrow) char[m_nTextBufSize];
-    if (m_pTextBuf) memset_s(m_pTextBuf, m_nTextBufSize, 0, m_nTextBufSize);
+    m_pTextBuf = NewTextBuf(m_nTextBufSize);
     m_SaveInfo.m_vecChangeInfoPdu.clear();
     InstallTimer(0.05, 0.05);
 }
@@ -255,7 +254,7 @@ CNoteClient::~CNoteClient()
     }
 
     m_bAlive = 0;
-    delete[] m_pTextBuf;
+    FreeTextBuf(m_pTextBuf);
     m_pTextBuf = nullptr;
     ResetNetInfo();
 

@@ -5,13 +5,17 @@
 // oversized or deeply nested documents, and a document that is not a save record is not used.
 //
 // The save record's "writing" flag of the original design is not kept: nothing reads it, and
-// the write below runs to its end on the main loop before anything else can look.
+// the write below runs to its end on the main loop before anything else can look. The file is
+// written as the panel writes its files (AtomicFile.h): a crash or a full disk at any moment
+// leaves the previous auto-save whole, so a rejoin never loses the notes to a broken file.
 #include "client/CNoteClient.h"
 
 #include "boundscheck/boundscheck.h"
+#include "platform/AtomicFile.h"
 #include "platform/NtGlobale.h"
 #include "tessarinnote/uiinterface.h"
 
+#include <algorithm>
 #include <new>
 #include <string>
 
@@ -53,7 +57,7 @@ void CNoteClient::AutoSaveXMLFile()
 
     // A failed write is not reported; the next loss writes again if something changes.
     m_SaveInfo.GenerateXMLPDU();
-    m_SaveInfo.SaveFile(m_strAutoSavePath.c_str());
+    WriteFileAtomically(m_strAutoSavePath, [this](FILE* stream) { return m_SaveInfo.SaveFile(stream); });
     m_bNeedAutoSave = 0;
 }
 
@@ -67,6 +71,8 @@ bool CNoteClient::LoadXMLFile(CNoteSaveInfoPDU& record, const char* path)
     ResetNetInfo();
     // Well-formed XML of another kind (or version) is no save record: treated as malformed.
     if (!record.ParseXMLPDU()) return false;
+    // The fields are read: the file's tree goes (the auto-save builds its own).
+    record.Clear();
 
     // A reader's copy of a single note taker's notes comes from the meeting, not the file.
     if (m_nUserType != NOTE_USER_WRITER && m_nNotePadType == NOTETAKER_SINGLE) {
@@ -90,10 +96,12 @@ bool CNoteClient::LoadXMLFile(CNoteSaveInfoPDU& record, const char* path)
     }
 
     // A reader drops the changes that never reached the cache; a writer sends them again.
+    // In one pass: erasing them one by one is quadratic in a file of many changes.
     if (m_nUserType == NOTE_USER_READER) {
         std::vector<CNoteChangeInfoPDU>& changes = record.m_vecChangeInfoPdu;
-        for (size_t i = changes.size(); i-- > 0;)
-            if (changes[i].GetCacheId_INT() == 0) changes.erase(changes.begin() + i);
+        changes.erase(std::remove_if(changes.begin(), changes.end(),
+                                     [](const CNoteChangeInfoPDU& c) { return c.GetCacheId_INT() == 0; }),
+                      changes.end());
     }
 
     m_strShowMsg = show;
@@ -127,7 +135,8 @@ void CNoteClient::SetFileNeedSave(bool needSave)
 unsigned CNoteClient::GetNoteTextLength()
 {
     if (!m_pUI) return 0;
-    std::string text;
-    AskPanelText(m_pUI, text);
-    return static_cast<unsigned>(text.size());
+    // Measured in a buffer kept between calls; the panel replaces what it holds.
+    m_strMeasureText.clear();
+    AskPanelText(m_pUI, m_strMeasureText);
+    return static_cast<unsigned>(m_strMeasureText.size());
 }

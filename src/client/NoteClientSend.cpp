@@ -29,12 +29,16 @@ bool RecordingWantsNotes(unsigned long nbrStatus)
 
 }  // namespace
 
-void CNoteClient::SetNoteTextData(std::string text)
+void CNoteClient::SetNoteTextData(const std::string& text)
 {
     if (!text.empty() && m_bHasContent == 0) m_bHasContent = 1;
-    ConvertToMacText(text, text);
+    // Converted into the previous text's memory (m_strPanelText).
+    if (text.empty())
+        m_strPanelText.clear();
+    else
+        ConvertToMacText(text, m_strPanelText);
     if (m_pUI)
-        NotifyCocoaUI(m_pUI, NOTEUI_SET_TEXT, const_cast<char*>(text.c_str()), nullptr, nullptr);
+        NotifyCocoaUI(m_pUI, NOTEUI_SET_TEXT, const_cast<char*>(m_strPanelText.c_str()), nullptr, nullptr);
     m_bTextChanged = 1;
 }
 
@@ -49,6 +53,17 @@ unsigned char CNoteClient::ChangeMessage()
 
 int CNoteClient::CompareMsg(std::string& newText, int& removedLen)
 {
+    size_t start = 0;
+    size_t keep = 0;
+    const int offset = MeasureEdit(newText.size(), removedLen, start, keep);
+    // In place: the inserted part is what lies between the prefix and the suffix.
+    newText.erase(0, start);
+    newText.resize(keep);
+    return offset;
+}
+
+int CNoteClient::MeasureEdit(size_t newLen, int& removedLen, size_t& start, size_t& keep)
+{
     const std::string& oldMsg = m_strOldMsg;
     const std::string& showMsg = m_strShowMsg;
     const size_t oldLen = oldMsg.size();
@@ -56,6 +71,8 @@ int CNoteClient::CompareMsg(std::string& newText, int& removedLen)
     // uncommitted text after it): bytes of the show text past its end never match.
     const size_t curLen = GetNoteTextLength();
     const size_t showLen = showMsg.size();
+    start = 0;
+    keep = newLen;
     if (oldLen == 0) {
         removedLen = 0;
         return 0;
@@ -86,11 +103,8 @@ int CNoteClient::CompareMsg(std::string& newText, int& removedLen)
             suffix += kCompareBlock;
         while (suffix < limit && *(oldEnd - 1 - suffix) == *(showEnd - 1 - suffix)) ++suffix;
     }
-    // In place: the inserted part is what lies between the prefix and the suffix.
-    const size_t start = std::min(prefix, newText.size());
-    const size_t keep = newText.size() - start > suffix ? newText.size() - start - suffix : 0;
-    newText.erase(0, start);
-    newText.resize(keep);
+    start = std::min(prefix, newLen);
+    keep = newLen - start > suffix ? newLen - start - suffix : 0;
     removedLen = static_cast<int>(oldLen - prefix - suffix);
     return static_cast<int>(prefix);
 }
@@ -108,17 +122,20 @@ void CNoteClient::SendChangeInfoPDU(int bPressEnter)
     }
     if (m_strShowMsg.empty() && m_strOldMsg.empty() && !bPressEnter) return;
 
-    std::string newText = m_strShowMsg;
-    size_t curLen = m_strShowMsg.size();
-    if (bPressEnter && full == 0) {
-        newText += "\r\n";
-        curLen = newText.size();
-    }
-    std::string nextOld = newText;
+    // The text to share next is built in the memory the shared text before the last send had
+    // (a caption text runs to hundreds of kilobytes); the edit is the part of it between the
+    // common prefix and suffix, as CompareMsg would leave it.
+    std::string& nextOld = m_strNextOld;
+    nextOld.assign(m_strShowMsg);
+    if (bPressEnter && full == 0) nextOld += "\r\n";
+    const size_t curLen = nextOld.size();
     int removed = 0;
-    const int offset = CompareMsg(newText, removed);
+    size_t start = 0;
+    size_t keep = 0;
+    const int offset = MeasureEdit(nextOld.size(), removed, start, keep);
     // The single note taker always sends the complete text; the offsets stay as found.
-    if (m_nNotePadType == NOTETAKER_SINGLE) newText = m_strShowMsg;
+    const std::string newText =
+        m_nNotePadType == NOTETAKER_SINGLE ? m_strShowMsg : nextOld.substr(start, keep);
 
     const size_t at = static_cast<size_t>(offset);
     if (at > oldLen || (at == oldLen && at == curLen)) return;
@@ -152,6 +169,6 @@ void CNoteClient::SendChangeInfoPDU(int bPressEnter)
     m_bNeedAutoSave = 1;
     ResetNetInfo();
     if (m_pArmService) m_pArmService->ArmService_FreeMemHandle(handle);
-    m_strOldMsg = nextOld;
+    m_strOldMsg.swap(m_strNextOld);
     MacInfoTrace2("note", "CNoteClient::SendChangeInfoPDU(BOOL bPressEnter) end");
 }

@@ -10,6 +10,7 @@
 #include "tessarinnote/notehostui.h"
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -155,12 +156,12 @@ int CNoteClient::DecompressPdu(unsigned handle)
     unsigned long limit = lenOut;
     if (lenOut + 1 > m_nTextBufSize) {
         const unsigned grown = lenOut * 2 + 1;
-        char* bigger = new (std::nothrow) char[grown];
+        char* bigger = NewTextBuf(grown);
         if (bigger) {
-            delete[] m_pTextBuf;
+            FreeTextBuf(m_pTextBuf);
             m_pTextBuf = bigger;
             m_nTextBufSize = grown;
-            m_nTextBufDirty = grown;  // fresh memory: all of it to zero
+            m_nTextBufDirty = 0;  // allocated zeroed
             limit = grown;
         }
     }
@@ -168,6 +169,10 @@ int CNoteClient::DecompressPdu(unsigned handle)
     if (limit > m_nTextBufSize - 1) limit = m_nTextBufSize - 1;
     ClearTextBuf();
 
+    // A text longer than the buffer a notepad starts with comes from no notepad: only an item
+    // that announced as much, and so grew the buffer, gets there. Dropped, not taken apart and
+    // applied: that would cost many times its megabytes.
+    const size_t longest = BufSizeFor(m_nMaxTextLen) - 1;
     unsigned char* body = scratch.get() + kHeaderBytes;
     bool copyBody = lenOut == 0;
     if (!copyBody) {
@@ -178,14 +183,27 @@ int CNoteClient::DecompressPdu(unsigned handle)
             // Taken as plain text; what a failed stream left behind goes first.
             ClearTextBuf();
             copyBody = true;
+        } else if (written > longest) {
+            ClearTextBuf();
         }
     }
     if (copyBody) {
-        const size_t n = realLen < m_nTextBufSize - 1 ? realLen : m_nTextBufSize - 1;
+        size_t n = realLen < m_nTextBufSize - 1 ? realLen : m_nTextBufSize - 1;
+        if (n > longest) n = 0;
         if (n != 0) memcpy_s(m_pTextBuf, m_nTextBufSize, body, n);
         if (n > m_nTextBufDirty) m_nTextBufDirty = static_cast<unsigned>(n);
     }
     return 1;
+}
+
+char* CNoteClient::NewTextBuf(size_t size)
+{
+    return static_cast<char*>(calloc(size, 1));
+}
+
+void CNoteClient::FreeTextBuf(char* buffer)
+{
+    free(buffer);
 }
 
 void CNoteClient::ClearTextBuf()

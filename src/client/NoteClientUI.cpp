@@ -111,9 +111,9 @@ int CNoteClient::SetNotepadType(NOTETAKERTYPE type)
         type == NOTETAKER_CLOSED_CAPTIONS ? kCaptionsMaxTextLen : kNotesMaxTextLen;
     if (m_nMaxTextLen != maxLen) {
         // Out of memory keeps the old buffer and the limit that fits it.
-        char* buffer = new (std::nothrow) char[BufSizeFor(maxLen)]();
+        char* buffer = NewTextBuf(BufSizeFor(maxLen));
         if (buffer) {
-            delete[] m_pTextBuf;
+            FreeTextBuf(m_pTextBuf);
             m_pTextBuf = buffer;
             m_nMaxTextLen = maxLen;
             m_nTextBufSize = BufSizeFor(maxLen);

@@ -21,6 +21,17 @@ void CHeadlessTextView::Attach(NoteViewController& controller)
 void CHeadlessTextView::SetText(const std::string& utf8)
 {
     m_strText = utf8;
+    TextReplaced();
+}
+
+void CHeadlessTextView::TakeText(std::string& utf8)
+{
+    m_strText.swap(utf8);
+    TextReplaced();
+}
+
+void CHeadlessTextView::TextReplaced()
+{
     m_nLength = Utf16Length(m_strText);
     m_nSelectionLocation = m_nLength;
     m_nSelectionLength = 0;

@@ -23,8 +23,9 @@ public:
     void Attach(NoteViewController& controller);
 
     // The port.
-    std::string Text() const override { return m_strText; }
+    const std::string& Text() const override { return m_strText; }
     void SetText(const std::string& utf8) override;
+    void TakeText(std::string& utf8) override;
     unsigned Length() const override { return m_nLength; }
     void GetSelectedRange(unsigned& location, unsigned& length) const override;
     void SetSelectedRange(unsigned location, unsigned length) override;
@@ -77,6 +78,9 @@ public:
     const std::string& LastDialogDefaultName() const { return m_strDialogDefaultName; }
 
 private:
+    // A whole new text: its length, and the caret after it.
+    void TextReplaced();
+
     NoteViewController* m_pController = nullptr;
     std::string m_strText;
     unsigned m_nLength = 0;

@@ -11,8 +11,11 @@ public:
     virtual ~INoteTextViewPort() = default;
 
     // The text view. Setting or replacing text does not ask the rules; they ask before.
-    virtual std::string Text() const = 0;  // UTF-8
+    // UTF-8; valid until the text changes. Texts run to hundreds of kilobytes: not copied.
+    virtual const std::string& Text() const = 0;
     virtual void SetText(const std::string& utf8) = 0;
+    // As SetText, and may take utf8's memory in exchange: utf8 is left with some other content.
+    virtual void TakeText(std::string& utf8) { SetText(utf8); }
     virtual unsigned Length() const = 0;
     virtual void GetSelectedRange(unsigned& location, unsigned& length) const = 0;
     virtual void SetSelectedRange(unsigned location, unsigned length) = 0;

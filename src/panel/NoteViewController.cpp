@@ -1,8 +1,8 @@
 // The panel controller's message table and button actions.
 #include "panel/NoteViewController.h"
 
-#include "panel/AtomicFile.h"
 #include "panel/TextUnits.h"
+#include "platform/AtomicFile.h"
 #include "platform/LoadLocalizedString.h"
 #include "platform/NtGlobale.h"
 #include "tessarinnote/notedata.h"
@@ -13,13 +13,11 @@ namespace {
 // The client passes its "bool" arguments as one byte, 0 or 1.
 bool ByteFlag(const void* in) { return *static_cast<const unsigned char*>(in) != 0; }
 
-// The text with CR LF line ends; ConvertToWinText3's copy is ours to free.
-std::string WinText(const std::string& text)
+// The text with CR LF line ends (every lone CR or LF becomes CR LF, as ConvertToWinText3 does),
+// written into out: the caller's string keeps its memory, and a long text gets no fresh pages.
+void WinTextInto(const std::string& text, std::string& out)
 {
-    char* converted = ConvertToWinText3(text.c_str());
-    std::string result = converted ? converted : "";
-    delete[] converted;
-    return result;
+    ConvertToWinText2(text, out);
 }
 
 }  // namespace
@@ -53,22 +51,28 @@ long NoteViewController::OnReceiveMessage(unsigned message, void* in, void* out,
         }
         break;
     case NOTEUI_GET_TEXT_CRLF:
-        if (out) *static_cast<std::string*>(out) = WinText(m_view->Text());
+        if (out) WinTextInto(m_view->Text(), *static_cast<std::string*>(out));
         break;
     case NOTEUI_GET_TEXT_RAW:
         if (out) *static_cast<std::string*>(out) = m_view->Text();
         break;
     case NOTEUI_GET_COMMITTED_TEXT:
         if (in && out) {
-            const std::string text = m_view->Text();
-            *static_cast<std::string*>(out) =
-                WinText(text.substr(0, Utf8PrefixBytes(text, m_nOldLength)));
+            const std::string& text = m_view->Text();
+            const size_t committed = Utf8PrefixBytes(text, m_nOldLength);
+            std::string& dest = *static_cast<std::string*>(out);
+            if (committed == text.size())
+                WinTextInto(text, dest);
+            else
+                WinTextInto(text.substr(0, committed), dest);
             if (static_cast<long>(m_nOldLength) >= m_nMaxLen) *static_cast<int*>(in) = 1;
         }
         break;
     case NOTEUI_SET_TEXT:
         if (in) {
-            m_view->SetText(static_cast<const char*>(in));
+            // The view may trade its previous text's memory for this one: no fresh pages.
+            m_strIncoming.assign(static_cast<const char*>(in));
+            m_view->TakeText(m_strIncoming);
             if (m_nNotePadType == NOTETAKER_CLOSED_CAPTIONS) m_nOldLength = m_view->Length();
         }
         break;

@@ -72,6 +72,8 @@ private:
         unsigned length;
     } m_SelelectedRange = {0, 0};
     std::string m_replacementString;
+    // Memory for the texts the client sets (message 2005), traded with the view's.
+    std::string m_strIncoming;
     int m_nMaxLen = 0;
     bool m_bSaveDialogOpen = false;
     // Cleared on destruction: a save dialog's nested loop may release the panel under us.

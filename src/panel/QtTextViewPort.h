@@ -30,7 +30,7 @@ public:
     // The controller whose rules the widgets' edits and buttons go through.
     void Attach(NoteViewController& controller);
 
-    std::string Text() const override { return m_strText; }
+    const std::string& Text() const override { return m_strText; }
     void SetText(const std::string& utf8) override;
     unsigned Length() const override { return m_nLength; }
     void GetSelectedRange(unsigned& location, unsigned& length) const override;

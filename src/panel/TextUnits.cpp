@@ -16,6 +16,15 @@ bool AsciiWordAt(const std::string& text, size_t pos)
     return (word & 0x8080808080808080ull) == 0;
 }
 
+// Whether the 32 bytes at text[pos] are all ASCII; long texts are mostly long ASCII runs.
+bool AsciiBlockAt(const std::string& text, size_t pos)
+{
+    if (pos + 32 > text.size()) return false;
+    std::uint64_t words[4];
+    std::memcpy(words, text.data() + pos, 32);
+    return ((words[0] | words[1] | words[2] | words[3]) & 0x8080808080808080ull) == 0;
+}
+
 bool IsContinuation(unsigned char c) { return (c & 0xC0) == 0x80; }
 
 // The byte length and UTF-16 units of the character at text[pos]; an invalid or truncated
@@ -50,6 +59,11 @@ unsigned Utf16Length(const std::string& utf8)
 {
     unsigned total = 0;
     for (size_t pos = 0; pos < utf8.size();) {
+        if (AsciiBlockAt(utf8, pos)) {
+            pos += 32;
+            total += 32;
+            continue;
+        }
         if (AsciiWordAt(utf8, pos)) {
             pos += 8;
             total += 8;
@@ -69,6 +83,11 @@ size_t Utf8PrefixBytes(const std::string& utf8, unsigned units)
     size_t pos = 0;
     unsigned taken = 0;
     while (pos < utf8.size()) {
+        if (taken + 32 <= units && AsciiBlockAt(utf8, pos)) {
+            pos += 32;
+            taken += 32;
+            continue;
+        }
         if (taken + 8 <= units && AsciiWordAt(utf8, pos)) {
             pos += 8;
             taken += 8;

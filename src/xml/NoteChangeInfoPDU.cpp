@@ -4,7 +4,8 @@
 #include <atomic>
 #include <cstdlib>
 #include <functional>
-#include <sstream>
+#include <string>
+#include <utility>
 
 namespace {
 
@@ -13,9 +14,7 @@ std::atomic<uint64_t> g_indexedKeyChanges{0};
 
 std::string DecimalText(int value)
 {
-    std::ostringstream os;
-    os << value;
-    return os.str();
+    return std::to_string(value);
 }
 
 int IntOrZero(const std::string& text)
@@ -38,6 +37,28 @@ CNoteChangeInfoPDU::CNoteChangeInfoPDU()
 {
     m_bConvertCharset = 0;
     SetMainType(XMLPDU_CHANGE_INFO);
+}
+
+CNoteChangeInfoPDU::CNoteChangeInfoPDU(const CNoteChangeInfoPDU&) = default;
+CNoteChangeInfoPDU& CNoteChangeInfoPDU::operator=(const CNoteChangeInfoPDU&) = default;
+
+CNoteChangeInfoPDU::CNoteChangeInfoPDU(CNoteChangeInfoPDU&& other) noexcept
+    : m_strOffset(std::move(other.m_strOffset)),
+      m_strOffsetLast(std::move(other.m_strOffsetLast)),
+      m_strCacheId(std::move(other.m_strCacheId)),
+      m_strUniqueId(std::move(other.m_strUniqueId)),
+      m_vecNetInfo(std::move(other.m_vecNetInfo)),
+      m_vecSegInfo(std::move(other.m_vecSegInfo)),
+      m_nOffset(other.m_nOffset),
+      m_nOffsetLast(other.m_nOffsetLast),
+      m_nNoteMsgHash(other.m_nNoteMsgHash),
+      m_bNoteMsgHashValid(other.m_bNoteMsgHashValid)
+{
+    CopyPduSettings(other);
+    // The XML library's nodes cannot change owner: a document, if there is one, is copied.
+    if (other.FirstChild() || other.Error() || *other.Value() || other.TabSize() != TabSize() ||
+        other.GetUserData())
+        TiXmlDocument::operator=(other);
 }
 
 CNoteChangeInfoPDU::~CNoteChangeInfoPDU() = default;

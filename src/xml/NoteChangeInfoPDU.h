@@ -14,6 +14,11 @@
 class CNoteChangeInfoPDU : public COrvNoteBaseXML {
 public:
     CNoteChangeInfoPDU();
+    CNoteChangeInfoPDU(const CNoteChangeInfoPDU&);
+    CNoteChangeInfoPDU& operator=(const CNoteChangeInfoPDU&);
+    // Takes the fields over; lists of changes grow by moving their entries. The source keeps
+    // its document and is left valid but unspecified.
+    CNoteChangeInfoPDU(CNoteChangeInfoPDU&& other) noexcept;
     ~CNoteChangeInfoPDU() override;
 
     // A copy of the change without its XML document (tree, name, parse state). Lists that keep

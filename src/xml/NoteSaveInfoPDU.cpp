@@ -159,6 +159,13 @@ bool CNoteSaveInfoPDU::GenerateXMLPDU()
     return true;
 }
 
+// Every change as written takes four nodes in some 290 bytes and a net info entry two in 50
+// at the least, so no document written gets near one node for every 24 bytes.
+size_t CNoteSaveInfoPDU::MaxNodes(size_t bytes) const
+{
+    return bytes / 24 + kMaxPduNodes;
+}
+
 bool CNoteSaveInfoPDU::ParseXMLPDU(std::string text)
 {
     if (text.empty()) return false;
@@ -199,6 +206,11 @@ bool CNoteSaveInfoPDU::ParseXMLPDU()
 
     m_vecChangeInfoPdu.clear();
     m_vecChangePos.clear();
+    size_t count = 0;
+    for (TiXmlElement* elem = root->FirstChildElement("changepdu"); elem;
+         elem = elem->NextSiblingElement("changepdu"))
+        ++count;
+    m_vecChangeInfoPdu.reserve(count);
     for (TiXmlElement* elem = root->FirstChildElement("changepdu"); elem;
          elem = elem->NextSiblingElement("changepdu")) {
         std::string posText;
@@ -208,7 +220,8 @@ bool CNoteSaveInfoPDU::ParseXMLPDU()
         ParseTextElem(elem, changeText, pos);
         CNoteChangeInfoPDU change;
         if (change.ParseXMLPDU(changeText)) {
-            m_vecChangeInfoPdu.push_back(change);
+            // The fields only: the change's own document is rebuilt whenever it is printed.
+            m_vecChangeInfoPdu.push_back(change.CopyWithoutDocument());
             m_vecChangePos.push_back(posText);
         }
     }

@@ -47,6 +47,10 @@ public:
     // The changes in order, reached directly by the client.
     std::vector<CNoteChangeInfoPDU> m_vecChangeInfoPdu;
 
+protected:
+    // A document of many changes is large and has many nodes; it is bounded by its size.
+    size_t MaxNodes(size_t bytes) const override;
+
 private:
     // Writes one text element and, when the escaping recorded offsets, its position element.
     void GenerateMsgElem(TiXmlElement* root, const char* name, const std::string& msg,

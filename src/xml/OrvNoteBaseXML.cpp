@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <memory>
 #include <cstring>
-#include <sstream>
 
 namespace {
 
@@ -93,13 +92,19 @@ bool COrvNoteBaseXML::ParseRepaired(std::string& text)
 // The library reads a few bytes past the terminator on some malformed input (an unterminated
 // CDATA section, a truncated multi-byte character): it always gets zero bytes to read there.
 const char* COrvNoteBaseXML::ParsePadded(std::string& text, TiXmlParsingData* data,
-                                         TiXmlEncoding encoding)
+                                         TiXmlEncoding encoding, size_t maxBytes)
 {
-    if (!IsXmlInputAcceptable(text.c_str(), text.size(), kMaxDocumentBytes, kMaxElementDepth)) {
+    if (!IsXmlInputAcceptable(text.c_str(), text.size(), maxBytes, kMaxElementDepth,
+                              MaxNodes(text.size()))) {
         return Refuse(encoding);
     }
     text.append(kXmlPadding, '\0');
     return TiXmlDocument::Parse(text.c_str(), data, encoding);
+}
+
+size_t COrvNoteBaseXML::MaxNodes(size_t) const
+{
+    return kMaxPduNodes;
 }
 
 const char* COrvNoteBaseXML::Refuse(TiXmlEncoding encoding)
@@ -128,11 +133,14 @@ bool COrvNoteBaseXML::LoadFile(const char* filename, TiXmlEncoding encoding)
         SetError(TIXML_ERROR_OPENING_FILE, 0, 0, encoding);
         return false;
     }
-    if (static_cast<unsigned long long>(st.st_size) > kMaxDocumentBytes) {
+    if (static_cast<unsigned long long>(st.st_size) > kMaxFileBytes) {
         SetError(TIXML_ERROR_OPENING_FILE, 0, 0, encoding);
         return false;
     }
-    std::string text(static_cast<size_t>(st.st_size), '\0');
+    // Room for the padding from the start: the text is not copied again to make it.
+    const size_t size = static_cast<size_t>(st.st_size);
+    std::string text(size + kXmlPadding, '\0');
+    text.resize(size);
     if (!text.empty() && fread(&text[0], 1, text.size(), file.get()) != text.size()) {
         SetError(TIXML_ERROR_OPENING_FILE, 0, 0, encoding);
         return false;
@@ -143,7 +151,7 @@ bool COrvNoteBaseXML::LoadFile(const char* filename, TiXmlEncoding encoding)
     }
     const size_t len = strnlen(text.c_str(), text.size());
     text.resize(len);
-    ParsePadded(text, 0, encoding);
+    ParsePadded(text, 0, encoding, kMaxFileBytes);
     return !Error();
 }
 
@@ -157,9 +165,8 @@ std::string COrvNoteBaseXML::PrintCompact() const
 
 void COrvNoteBaseXML::SetMainType(int nType)
 {
-    std::ostringstream os;
-    os << nType;
-    m_strMainType = os.str();
+    // Every PDU constructor comes here: no stream, which costs more than the rest of it.
+    m_strMainType = std::to_string(nType);
 }
 
 void COrvNoteBaseXML::SetMainType(const std::string& strType)

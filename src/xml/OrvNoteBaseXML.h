@@ -24,10 +24,18 @@ std::string savestr(const char* p);
 
 class COrvNoteBaseXML : public TiXmlDocument {
 public:
-    // Largest document accepted from a string or a file, and the deepest element nesting.
-    // Valid documents nest two levels and stay far below the size.
+    // Largest document accepted from a string (a received PDU), and the deepest element
+    // nesting. Valid documents nest two levels; a received change is a few megabytes at most.
     static constexpr size_t kMaxDocumentBytes = 64u * 1024u * 1024u;
     static constexpr int kMaxElementDepth = 32;
+    // Largest file accepted (the auto-save document). A captions document holds a change per
+    // Return: a history of 409,600 empty lines is written as about 120 MB, the largest a
+    // captions or note-taker notepad writes (the note taker's holds one change). Twice that,
+    // so that such a document always loads back; loading takes time and memory in proportion.
+    static constexpr size_t kMaxFileBytes = 256u * 1024u * 1024u;
+    // Nodes a received PDU may make the library build: a change takes five a segment, and
+    // holds a handful of segments.
+    static constexpr size_t kMaxPduNodes = 16384;
 
     COrvNoteBaseXML();
     COrvNoteBaseXML(int type, int version);
@@ -37,7 +45,7 @@ public:
     // too deeply nested input is refused with a document error and an empty document.
     const char* Parse(const char* p, TiXmlParsingData* data = 0,
                       TiXmlEncoding encoding = TIXML_DEFAULT_ENCODING) override;
-    // As the library's LoadFile, but refuses a file larger than kMaxDocumentBytes unread.
+    // As the library's LoadFile, but refuses a file larger than kMaxFileBytes unread.
     bool LoadFile(const char* filename, TiXmlEncoding encoding = TIXML_DEFAULT_ENCODING);
     bool LoadFile(const std::string& filename, TiXmlEncoding encoding = TIXML_DEFAULT_ENCODING)
     {
@@ -93,6 +101,8 @@ public:
     static void ParsePosList(const std::string& posText, NotePosList& pos);
 
 protected:
+    // Most nodes the library may build for a document of bytes bytes of this PDU.
+    virtual size_t MaxNodes(size_t bytes) const;
     // Parses a text this object may change (it is cut at its first zero byte and padded);
     // false when the guard refuses it or the library reports an error.
     bool ParseOwned(std::string& text);
@@ -112,6 +122,8 @@ protected:
     int m_bSafeLineBreaks;
 
 private:
-    const char* ParsePadded(std::string& text, TiXmlParsingData* data, TiXmlEncoding encoding);
+    // REQUIRES: text no longer than maxBytes.
+    const char* ParsePadded(std::string& text, TiXmlParsingData* data, TiXmlEncoding encoding,
+                            size_t maxBytes = kMaxDocumentBytes);
     const char* Refuse(TiXmlEncoding encoding);
 };

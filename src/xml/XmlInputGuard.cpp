@@ -33,12 +33,13 @@ bool IsNameChar(unsigned char c)
 
 class CXmlDepthMeter {
 public:
-    CXmlDepthMeter(const unsigned char* text, size_t len, int stopAbove)
-        : m_s(text), m_len(len), m_stopAbove(stopAbove)
+    CXmlDepthMeter(const unsigned char* text, size_t len, int stopAbove, size_t maxNodes)
+        : m_s(text), m_len(len), m_stopAbove(stopAbove), m_maxNodes(maxNodes)
     {
     }
 
     int Run();
+    bool TooManyNodes() const { return m_nodes > m_maxNodes; }
 
 private:
     enum Result { kStop, kGoOn };
@@ -57,6 +58,8 @@ private:
     const unsigned char* m_s;
     size_t m_len;
     int m_stopAbove;
+    size_t m_maxNodes;
+    size_t m_nodes = 0;  // nodes the library would make so far
     size_t m_i = 0;
     bool m_utf8 = false;
     bool m_encodingKnown = false;
@@ -114,6 +117,7 @@ bool CXmlDepthMeter::ReadName()
 
 CXmlDepthMeter::Result CXmlDepthMeter::ReadAttribute(std::string* value)
 {
+    ++m_nodes;
     SkipSpace();
     if (!ReadName() || !Cur()) return kStop;
     SkipSpace();
@@ -179,6 +183,7 @@ CXmlDepthMeter::Result CXmlDepthMeter::ReadDeclaration()
 // One node starting at '<', at the current depth. An element's start tag opens a level.
 CXmlDepthMeter::Result CXmlDepthMeter::ReadNode()
 {
+    ++m_nodes;
     if (Matches("<?xml", true)) return ReadDeclaration();
     if (Matches("<!--", false)) {
         Advance(4);
@@ -221,12 +226,13 @@ int CXmlDepthMeter::Run()
     SkipSpace();
     while (Cur()) {
         if (m_unsure) return -1;
-        if (m_maxDepth > m_stopAbove) break;
+        if (m_maxDepth > m_stopAbove || m_nodes > m_maxNodes) break;
         if (m_depth == 0) {
             if (Cur() != '<') break;
             if (ReadNode() == kStop) break;
         } else if (Cur() != '<') {
             // Text up to the next '<', stepped as the library steps characters.
+            ++m_nodes;
             if (!m_utf8) {
                 const void* lt = memchr(m_s + m_i, '<', m_len - m_i);
                 m_i = lt ? static_cast<size_t>(static_cast<const unsigned char*>(lt) - m_s) : m_len;
@@ -251,23 +257,15 @@ int CXmlDepthMeter::Run()
 int MeasureXmlDepth(const char* text, int stopAbove)
 {
     CXmlDepthMeter meter(reinterpret_cast<const unsigned char*>(text), std::strlen(text),
-                         stopAbove);
+                         stopAbove, static_cast<size_t>(-1));
     return meter.Run();
 }
 
-namespace {
-
-int MeasureXmlDepth(const char* text, size_t len, int stopAbove)
-{
-    CXmlDepthMeter meter(reinterpret_cast<const unsigned char*>(text), len, stopAbove);
-    return meter.Run();
-}
-
-}  // namespace
-
-bool IsXmlInputAcceptable(const char* text, size_t len, size_t maxBytes, int maxDepth)
+bool IsXmlInputAcceptable(const char* text, size_t len, size_t maxBytes, int maxDepth,
+                          size_t maxNodes)
 {
     if (len > maxBytes) return false;
-    const int depth = MeasureXmlDepth(text, len, maxDepth);
-    return depth >= 0 && depth <= maxDepth;
+    CXmlDepthMeter meter(reinterpret_cast<const unsigned char*>(text), len, maxDepth, maxNodes);
+    const int depth = meter.Run();
+    return depth >= 0 && depth <= maxDepth && !meter.TooManyNodes();
 }

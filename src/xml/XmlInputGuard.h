@@ -13,8 +13,11 @@
 constexpr size_t kXmlPadding = 16;
 
 // True when text (len bytes before its terminator) may be handed to the library: no longer
-// than maxBytes and nesting elements no deeper than maxDepth.
-bool IsXmlInputAcceptable(const char* text, size_t len, size_t maxBytes, int maxDepth);
+// than maxBytes, nesting elements no deeper than maxDepth, and making the library build no
+// more than maxNodes nodes (elements, attributes, texts and the rest), whose memory is many
+// times that of the markup that makes them.
+bool IsXmlInputAcceptable(const char* text, size_t len, size_t maxBytes, int maxDepth,
+                          size_t maxNodes);
 
 // The deepest element nesting the library would build from text (stopping where the
 // library would stop with an error), or -1 for input the guard cannot follow exactly.

@@ -1,5 +1,5 @@
-// Test helper: a fresh directory under the system's temporary directory for as long as the
-// object lives, and the files (and directories) in it.
+// Test helper: a fresh directory under the system's temporary directory (or under base) for as
+// long as the object lives, and the files (and directories) in it.
 #pragma once
 
 #include <dirent.h>
@@ -12,9 +12,9 @@
 
 class CClientTempDir {
 public:
-    CClientTempDir()
+    explicit CClientTempDir(const char* base = nullptr)
     {
-        const char* base = getenv("TMPDIR");
+        if (!base) base = getenv("TMPDIR");
         std::string pattern = std::string(base && *base ? base : "/tmp") + "/noteclient.XXXXXX";
         if (mkdtemp(&pattern[0])) m_strPath = pattern;
     }

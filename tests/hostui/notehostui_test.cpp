@@ -1,8 +1,14 @@
 // Host UI library: callbacks receive exactly what the plug-in passed, long trace lines arrive
-// whole, and clearing a callback brings back the default (standard error, telemetry dropped).
+// whole, and clearing a callback brings back the default (the level-filtered, buffered trace
+// sink on standard error, telemetry dropped).
 #include "tessarinnote/notehostui.h"
 
 #include <gtest/gtest.h>
+
+#include <stdlib.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -23,6 +29,7 @@ class HostUI : public ::testing::Test {
 protected:
     void TearDown() override
     {
+        unsetenv("NOTE_TRACE");
         NoteHostUI_SetTraceCallback(nullptr, nullptr);
         NoteHostUI_SetWarningCallback(nullptr, nullptr);
         NoteHostUI_SetTelemetryCallback(nullptr, nullptr);
@@ -32,6 +39,9 @@ protected:
 
 TEST_F(HostUI, TraceCallbackGetsModuleAndWholeFormattedLine)
 {
+    // The default sink's level does not concern a callback.
+    setenv("NOTE_TRACE", "none", 1);
+    NoteHostUI_SetTraceCallback(nullptr, nullptr);
     NoteHostUI_SetTraceCallback(Recorder::Text, &m_rec);
     MacInfoTrace2("note", "CDataPdu::SerializeFromBuf, m_nDataLen =%d, nPos= %d", 5, -19);
     MacInfoTrace2(nullptr, "%s|%c", "text", 'x');
@@ -47,6 +57,7 @@ TEST_F(HostUI, TraceCallbackGetsModuleAndWholeFormattedLine)
 
 TEST_F(HostUI, NullCallbackRestoresTheDefaults)
 {
+    unsetenv("NOTE_TRACE");
     NoteHostUI_SetTraceCallback(Recorder::Text, &m_rec);
     NoteHostUI_SetWarningCallback(Recorder::Text, &m_rec);
     NoteHostUI_SetTelemetryCallback(Recorder::Action, &m_rec);
@@ -54,15 +65,49 @@ TEST_F(HostUI, NullCallbackRestoresTheDefaults)
     NoteHostUI_SetWarningCallback(nullptr, &m_rec);
     NoteHostUI_SetTelemetryCallback(nullptr, &m_rec);
 
-    const std::string longText(5000, 'w');
     testing::internal::CaptureStderr();
-    MacInfoTrace2("note", "NoteInitialize %s", "Begine");
-    MacInfoTrace2("note", "%s", longText.c_str());
+    MacInfoTrace2("note", "NoteInitialize %s", "Begine");  // below the default level
+    MacInfoTrace2("note", "%s", "write Failed");           // an error line, whatever its format
     ShowWarningWindow2("Title", "Body");
     SendTelemetryActionByID(2001);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "note: NoteInitialize Begine\nnote: " + longText + "\nTitle: Body\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "note: write Failed\nTitle: Body\n");
     EXPECT_TRUE(m_rec.texts.empty());
     EXPECT_TRUE(m_rec.actions.empty());
+}
+
+// The default sink in a process of its own: what reaches standard error by level and text
+// setting, written at exit, by the signal hook on abort, or at once (error lines, seen even
+// after _exit).
+TEST(HostUIDefaultTraceDeathTest, LevelTextAndEndOfProcess)
+{
+    const std::string error = "note: CNoteClient::SetNotepadType, no memory for 7 bytes\n";
+    const std::string last = "note: NOTE:OnReceiveMessage:message = 2005\n";
+    const std::string all = "note: HandleChangeMsg\nnote: x{160}\\.\\.\\. \\[300 bytes\\]\n" + error + last;
+    const struct {
+        const char *level, *text;
+        int end;               // 0 exit, 1 abort, 2 _exit
+        std::string expected;  // a regular expression
+    } cases[] = {
+        {"", "", 2, error}, {"errors", "full", 1, error}, {"none", "", 0, ""}, {"all", "", 0, all},
+        {"ALL", "", 1, all}, {"all", "full", 0, "note: HandleChangeMsg\nnote: x{300}\n" + error + last},
+    };
+    for (const auto& c : cases) {
+        auto traceAndEnd = [&c] {
+            setenv("NOTE_TRACE", c.level, 1);
+            setenv("NOTE_TRACE_TEXT", c.text, 1);
+            NoteHostUI_SetTraceCallback(nullptr, nullptr);
+            MacInfoTrace2("note", "HandleChangeMsg");
+            MacInfoTrace2("note", "%s", std::string(300, 'x').c_str());
+            MacInfoTrace2("note", "CNoteClient::SetNotepadType, no memory for %u bytes", 7u);
+            MacInfoTrace2("note", "NOTE:OnReceiveMessage:message = %d", 2005);
+            const rlimit noCore{0, 0};
+            setrlimit(RLIMIT_CORE, &noCore);
+            if (c.end == 1) abort();
+            c.end == 2 ? _exit(0) : exit(0);
+        };
+        auto ended = [&c](int status) { return c.end == 1 ? WIFSIGNALED(status) : WIFEXITED(status); };
+        EXPECT_EXIT(traceAndEnd(), ended, "^" + c.expected + "$") << c.level << " " << c.text << " " << c.end;
+    }
 }
 
 TEST_F(HostUI, EachSetterReplacesItsCallbackAndContext)

@@ -350,6 +350,15 @@ TEST_F(WriteFileTest, ReplacesAnExistingFileInOneStep)
     ASSERT_EQ(0, stat(path.c_str(), &st));
     EXPECT_EQ(0640u, st.st_mode & 07777);
     EXPECT_EQ(1u, Entries().size());
+
+    // Saved through a link, the link stays and its file gets the text.
+    const std::string link = m_strDir + "/Link.txt";
+    ASSERT_EQ(0, symlink("Notes.txt", link.c_str()));
+    m_view->SetText("through the link");
+    EXPECT_EQ(1, Write(link));
+    ASSERT_EQ(0, lstat(link.c_str(), &st));
+    EXPECT_TRUE(S_ISLNK(st.st_mode));
+    EXPECT_EQ("through the link", Read(path));
 }
 
 TEST_F(WriteFileTest, AFailedWriteSaysSoAndLeavesNothing)

@@ -120,7 +120,7 @@ TEST(ChangePdu, RefusesOtherTypesAndKeepsFields)
     EXPECT_EQ(pdu.GetCacheId_INT(), 5);
 }
 
-TEST(ChangePdu, CopiesAreDeep)
+TEST(ChangePdu, CopiesAreDeepAndMovesKeepEverything)
 {
     CNoteChangeInfoPDU pdu;
     pdu.SetNoteMsg("original");
@@ -131,6 +131,13 @@ TEST(ChangePdu, CopiesAreDeep)
     EXPECT_NE(pdu.PrintCompact().find("original"), std::string::npos);
     EXPECT_NE(copy.PrintCompact().find("changed"), std::string::npos);
     EXPECT_EQ(pdu.GetNoteMsg(), "original");
+
+    // Lists of changes grow by moving their entries: fields and document go along.
+    copy.SetOffSet(3, 1);
+    const std::string printed = copy.PrintCompact();
+    CNoteChangeInfoPDU moved(std::move(copy));
+    EXPECT_EQ(moved.PrintCompact(), printed);
+    EXPECT_EQ(moved.GetOffSet_INT(1) + moved.GetMainType_Int(), 3 + 3);
 }
 
 TEST(SegInfo, FlagsPositionsAndRewriting)

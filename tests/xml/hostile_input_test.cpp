@@ -109,7 +109,7 @@ TEST(HostileXml, OversizedInputIsRefusedUnread)
     const int fd = mkstemp(path);
     ASSERT_GE(fd, 0);
     // A sparse file: its size is refused before a byte is read or allocated.
-    ASSERT_EQ(ftruncate(fd, static_cast<off_t>(COrvNoteBaseXML::kMaxDocumentBytes) * 4), 0);
+    ASSERT_EQ(ftruncate(fd, static_cast<off_t>(COrvNoteBaseXML::kMaxFileBytes) + 1), 0);
     close(fd);
     CNoteSaveInfoPDU fromFile;
     EXPECT_FALSE(fromFile.LoadFile(path));
