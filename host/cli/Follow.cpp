@@ -1,7 +1,8 @@
 // notectl follow: a reader of a Redis meeting's captions. Joins through the plug-in as a reader
 // of the closed-captions notepad and prints every caption line its panel shows, the meeting's
 // earlier lines first, each as soon as it is complete and flushed at once, until SIGINT or
-// SIGTERM (or until nobody reads the output any more).
+// SIGTERM (or until nobody reads the output any more). Once it has joined, one line on standard
+// error says so.
 #include "Commands.h"
 
 #include <glib.h>
@@ -17,6 +18,8 @@ int RunFollow(const SPluginOptions& plugin, const SMeetingOptions& meeting, cons
     if (!follow.bWait && !session.CheckMeetingExists(error)) return Fail(error);
     std::unique_ptr<CPluginParticipant> reader =
         session.Join(meeting.nUserId, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_READER);
+    if (!session.WaitLive(*reader, error)) return Fail(error);
+    std::fprintf(stderr, "notectl: following %s\n", session.Where().c_str());
 
     CCaptionWriter writer(follow.eFormat, stdout);
     if (!writer.WriteHeader()) return 0;
