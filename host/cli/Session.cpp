@@ -90,7 +90,16 @@ bool CCliSession::Open(const SPluginOptions& plugin, const SMeetingOptions& meet
 {
     if (!Prepare(plugin, meeting, error)) return false;
     m_pMeeting = NewRedisMeeting(m_options, error);
+    if (!m_pMeeting) ExplainRefusal(error);
     return m_pMeeting != nullptr;
+}
+
+void CCliSession::ExplainRefusal(std::string& error) const
+{
+    // The server fences each meeting's users to its keys (notectl meeting create).
+    if (error.find("NOPERM") != std::string::npos)
+        error += " (the user " + (m_options.strUser.empty() ? std::string("default") : m_options.strUser) +
+                 " may not use meeting " + m_options.strMeetingId + ")";
 }
 
 bool CCliSession::Prepare(const SPluginOptions& plugin, const SMeetingOptions& meeting, std::string& error)
@@ -119,7 +128,10 @@ bool CCliSession::CheckMeetingExists(std::string& error)
     const std::string users = "note-" + m_options.strMeetingId + "-";
     if (m_options.strUser == users + "reader" || m_options.strUser == users + "writer") return true;
     bool exists = false;
-    if (!RedisMeetingExists(m_options, exists, error)) return false;
+    if (!RedisMeetingExists(m_options, exists, error)) {
+        ExplainRefusal(error);
+        return false;
+    }
     if (!exists)
         error = "no such meeting: " + m_options.strMeetingId + " on " + RedisServerName(m_options) +
                 " (nobody has joined it; start its captioner or note taker first, or pass --wait)";

@@ -86,6 +86,8 @@ public:
 
 private:
     void OnMeetingLost(int kind);
+    // Adds to a server's NOPERM refusal which user and meeting it concerns.
+    void ExplainRefusal(std::string& error) const;
     static int OnSignal(void* data);
 
     CNotePlugin m_plugin;

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <iterator>
 #include <functional>
 #include <regex>
 #include <sstream>
@@ -151,6 +152,59 @@ TEST_F(Notectl, EveryFailureIsOneLineOnStderr)
         EXPECT_EQ(run.Err(), c.message);
         EXPECT_EQ(run.Out(), "");
     }
+}
+
+// The value of NAME=value in the lines of text.
+std::string Value(const std::string& text, const std::string& name)
+{
+    const std::size_t at = text.find(name + "=");
+    return at == std::string::npos ? "" : text.substr(at + name.size() + 1, text.find('\n', at) - at - name.size() - 1);
+}
+
+// A meeting made with "meeting create", captioned through a pipe in two bursts a second apart,
+// followed and exported; the reader's credentials cannot caption it, and "meeting delete"
+// leaves them useless.
+TEST_F(Notectl, AMeetingIsCreatedCaptionedFollowedExportedAndDeleted)
+{
+    CNotectl create({"meeting", "create", "board", "--redis", m_strUrl}, Path("create.out"));
+    ASSERT_EQ(create.Wait(10), 0) << create.Err();
+    const auto as = [&](const char* role, std::vector<std::string> command) {
+        const std::string prefix = std::string("NOTE_") + role;
+        command.insert(command.end(), {"--meeting", "board", "--redis", m_strUrl, "--name", Value(create.Out(), prefix + "_USER"),
+                                       "--password", Value(create.Out(), prefix + "_PASSWORD")});
+        return command;
+    };
+    CNotectl follow(as("READER", {"follow"}), Path("follow.out"));
+    ASSERT_TRUE(WaitFor([&] { return follow.Err().find("notectl: following") == 0; }, 10)) << follow.Err();
+    const auto caption = [&](const char* role, const std::vector<std::string>& lines) {
+        CNotectl captioner(as(role, {"caption"}), Path("caption.out"), true);
+        for (const std::string& line : lines) captioner.Type(line);
+        captioner.CloseInput();
+        const int status = captioner.Wait(20);
+        return status == 0 ? std::string() : captioner.Err();
+    };
+    EXPECT_EQ(caption("WRITER", {"Good morning.", "Item <1> & more"}), "");
+    usleep(1000000);
+    EXPECT_EQ(caption("WRITER", {"Bye."}), "");
+    EXPECT_NE(caption("READER", {"forged"}).find("refused a caption line: NOPERM"), std::string::npos);
+
+    const std::string lines = "Good morning.\nItem <1> & more\nBye.\n";
+    EXPECT_TRUE(WaitFor([&] { return follow.Out() == lines; }, 10)) << follow.Out() << follow.Err();
+    CNotectl exporter(as("READER", {"export", "--format", "vtt", Path("board.vtt")}), Path("export.out"));
+    ASSERT_EQ(exporter.Wait(20), 0) << exporter.Err();
+    std::ifstream file(Path("board.vtt"));
+    const std::string vtt((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    // Cue times from the arrival times: the third line came a second after the first two.
+    const std::regex cues("WEBVTT\n\n00:00:00\\.000 --> 00:00:00\\.0\\d\\d\nGood morning\\.\n\n"
+                          "00:00:00\\.0\\d\\d --> 00:00:0[1-4]\\.\\d{3}\nItem &lt;1&gt; &amp; more\n\n"
+                          "00:00:0[1-4]\\.\\d{3} --> 00:00:0[5-8]\\.\\d{3}\nBye\\.\n\n");
+    EXPECT_TRUE(std::regex_match(vtt, cues)) << vtt;
+
+    CNotectl remove({"meeting", "delete", "board", "--redis", m_strUrl}, Path("delete.out"));
+    ASSERT_EQ(remove.Wait(10), 0) << remove.Err();
+    CNotectl late(as("READER", {"follow"}), Path("late.out"));
+    EXPECT_EQ(late.Wait(10), 1);
+    EXPECT_NE(late.Err().find("refused the credentials: WRONGPASS"), std::string::npos) << late.Err();
 }
 
 TEST_F(Notectl, ReadersKeepEveryLineThroughTwoServerCrashes)
