@@ -18,6 +18,14 @@ std::string UserUrl(const CRedisMeetingOptions& server, const std::string& user,
     return "redis://" + user + ":" + password + "@" + host + ":" + std::to_string(server.nPort);
 }
 
+// A server's refusal of the administrator, with what to give.
+int FailAdmin(std::string error)
+{
+    if (error.find("NOAUTH") != std::string::npos || error.find("NOPERM") != std::string::npos)
+        error += " (give a Redis user that may create users: --admin-user, --admin-password)";
+    return Fail(error);
+}
+
 }  // namespace
 
 int RunMeetingCreate(const SMeetingOptions& admin)
@@ -26,7 +34,7 @@ int RunMeetingCreate(const SMeetingOptions& admin)
     std::string error;
     if (!MakeRedisOptions(admin, options, error)) return Fail(error);
     CRedisMeetingCredentials credentials;
-    if (!CreateRedisMeeting(options, credentials, error)) return Fail(error);
+    if (!CreateRedisMeeting(options, credentials, error)) return FailAdmin(error);
     // The URLs carry the credentials (but a socket's has no room for them); the user and the
     // password are also given alone, for notehost's start dialog.
     std::printf("NOTE_WRITER_URL=%s\nNOTE_WRITER_USER=%s\nNOTE_WRITER_PASSWORD=%s\n"
@@ -43,5 +51,5 @@ int RunMeetingDelete(const SMeetingOptions& admin)
     CRedisMeetingOptions options;
     std::string error;
     if (!MakeRedisOptions(admin, options, error)) return Fail(error);
-    return DeleteRedisMeeting(options, error) ? 0 : Fail(error);
+    return DeleteRedisMeeting(options, error) ? 0 : FailAdmin(error);
 }
