@@ -33,9 +33,11 @@ public:
         int input[2] = {-1, -1};
         if (withInput && pipe2(input, O_CLOEXEC) != 0) ADD_FAILURE() << "no pipe";
         const std::string err = out + ".err";
+        signal(SIGPIPE, SIG_IGN);  // a process that ended early fails Type, not the test
         m_nPid = fork();
         if (m_nPid == 0) {
             prctl(PR_SET_PDEATHSIG, SIGKILL);
+            signal(SIGPIPE, SIG_DFL);
             const int in = withInput ? input[0] : open("/dev/null", O_RDONLY);
             dup2(in, 0);
             dup2(open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 1);
@@ -129,6 +131,7 @@ TEST_F(Notectl, EveryFailureIsOneLineOnStderr)
         std::vector<std::string> args;
         int status;
         std::string message;
+        std::string input = {};  // standard input, typed and closed
     } cases[] = {
         {{"follow", "--meeting", "m", "--redis", "redis://127.0.0.1:1"}, 1,
          "notectl: cannot reach the Redis server at 127.0.0.1:1: Connection refused\n"},
@@ -141,13 +144,17 @@ TEST_F(Notectl, EveryFailureIsOneLineOnStderr)
         {{"follow", "--meeting", "m", "--redis", m_strUrl, "--plugin", "/nowhere/libnote.so"}, 1,
          "notectl: cannot load the plug-in: /nowhere/libnote.so: cannot open shared object file: No such file or "
          "directory\n"},
+        {{"caption", "--meeting", "m", "--redis", m_strUrl}, 1,
+         "notectl: line 1 refused: the captions would pass their limit of 409600 characters\n", std::string(409600, 'x')},
         {{"follow", "--meeting", "m", "--colour"}, 2,
          "notectl: The following argument was not expected: --colour (see notectl --help)\n"},
         {{"export", "--meeting", "m", "--format", "ass", "x"}, 2,
          "notectl: --format: ass not in {text,txt,srt,vtt,jsonl} (see notectl --help)\n"},
     };
     for (const auto& c : cases) {
-        CNotectl run(c.args, Path("failing.out"));
+        CNotectl run(c.args, Path("failing.out"), !c.input.empty());
+        if (!c.input.empty()) run.Type(c.input);
+        run.CloseInput();
         EXPECT_EQ(run.Wait(20), c.status) << c.args[0];
         EXPECT_EQ(run.Err(), c.message);
         EXPECT_EQ(run.Out(), "");
