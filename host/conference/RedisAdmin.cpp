@@ -158,6 +158,40 @@ bool IsRedisMeetingSettled(const IMeeting& meeting)
     return redis && redis->IsSettled();
 }
 
+bool IsRedisParticipantLive(const IMeeting& meeting, const IArmService* service)
+{
+    const CRedisMeeting* redis = dynamic_cast<const CRedisMeeting*>(&meeting);
+    return redis && redis->IsLive(service);
+}
+
+unsigned RedisMeetingRefusedPuts(const IMeeting& meeting, std::string* lastReason)
+{
+    const CRedisMeeting* redis = dynamic_cast<const CRedisMeeting*>(&meeting);
+    if (lastReason) lastReason->clear();
+    return redis ? redis->RefusedPuts(lastReason) : 0;
+}
+
+bool RedisMeetingExists(const CRedisMeetingOptions& options, bool& exists, std::string& error)
+{
+    exists = false;
+    if (!IsValidMeetingId(options.strMeetingId)) {
+        error = InvalidIdMessage(options.strMeetingId);
+        return false;
+    }
+    CRedisSyncContext context = ConnectRedisSync(options, error);
+    if (!context) return false;
+    // Every participant's join writes the handshake; it expires with the rest of the keys.
+    const CRedisKeys keys(options.strMeetingId);
+    CRedisSyncReply reply = RedisCommandSync(context.get(), {"EXISTS", keys.strHandshake}, error);
+    if (!reply || reply->type != REDIS_REPLY_INTEGER) {
+        if (error.empty()) error = "an answer of the wrong form";
+        error = "meeting " + options.strMeetingId + " on " + RedisServerName(options) + " cannot be read: " + error;
+        return false;
+    }
+    exists = reply->integer == 1;
+    return true;
+}
+
 bool CreateRedisMeeting(const CRedisMeetingOptions& admin, CRedisMeetingCredentials& credentials, std::string& error)
 {
     if (!IsValidMeetingId(admin.strMeetingId)) {

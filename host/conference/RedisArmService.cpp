@@ -24,7 +24,8 @@ CRedisArmService::CRedisArmService(CRedisMeeting& meeting, IRunLoop& loop)
       m_pConferenceSink(nullptr),
       m_bConnected(false),
       m_bJoined(false),
-      m_nReservedAttachId(0)
+      m_nReservedAttachId(0),
+      m_bHistoryPosted(false)
 {
 }
 

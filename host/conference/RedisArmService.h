@@ -50,6 +50,9 @@ public:
     // The sink for answers meant for this participant alone: its subscription's, else its default.
     IArmSharedDataSink* AnswerSink(unsigned cacheHandle) const;
     std::weak_ptr<CRedisArmService> Weak();
+    // A later subscription was answered and its history posted (IsRedisParticipantLive).
+    void SetHistoryPosted() { m_bHistoryPosted = true; }
+    bool IsHistoryPosted() const { return m_bHistoryPosted; }
 
 private:
     const CSealedRecords& Sealer() const override;
@@ -68,4 +71,5 @@ private:
     bool m_bJoined;
     unsigned m_nReservedAttachId;  // the id the next attach takes; 0 while none is held
     std::map<unsigned, CSubscription> m_mapSubscriptions;
+    bool m_bHistoryPosted;
 };

@@ -61,6 +61,23 @@ std::unique_ptr<IMeeting> NewRedisMeeting(const CRedisMeetingOptions& options, s
 // it. false for any other meeting.
 bool IsRedisMeetingSettled(const IMeeting& meeting);
 
+// Whether the participant behind service (one of meeting's) is live: its client subscribed to
+// a cache, and the history its second subscription asked for (the one the client makes when the
+// first is answered) was posted to its loop. Once its loop has also run what is pending, what the
+// person types reaches the cache; typed earlier, before the client holds its cache handle, it
+// would be dropped. false for any other meeting or service.
+bool IsRedisParticipantLive(const IMeeting& meeting, const IArmService* service);
+
+// How many puts of this process's participants the server refused outright (a reader's
+// credentials, a server out of memory; not a stale update, which the plug-in resolves itself),
+// and the server's reason for the last one. 0 for any other meeting.
+unsigned RedisMeetingRefusedPuts(const IMeeting& meeting, std::string* lastReason);
+
+// Whether the meeting exists on the server: a participant opened it (its keys are there) and it
+// was neither deleted nor expired. Meeting users alone (CreateRedisMeeting) do not make it
+// exist. false, with a one-line reason, when the server cannot be asked.
+bool RedisMeetingExists(const CRedisMeetingOptions& options, bool& exists, std::string& error);
+
 // The credentials CreateRedisMeeting makes: a writer (may put into every cache of the meeting)
 // and a reader (may join, read, subscribe and resynchronise, and put into no cache: its puts
 // reach the plug-in as refused puts).

@@ -76,7 +76,8 @@ CRedisMeeting::CRedisMeeting(const CRedisMeetingOptions& options, GMainContext* 
       m_reader(options, context, "reader", kStallSeconds),
       m_bEverUp(false),
       m_bLost(false),
-      m_sequencer(start)
+      m_sequencer(start),
+      m_nRefusedPuts(0)
 {
     m_command.SetGreeting(ScriptLoadCommands());
     m_command.SetStateHandler([this](bool) { OnLinkState(); });
@@ -147,6 +148,18 @@ void CRedisMeeting::OnLinkState()
 bool CRedisMeeting::IsSettled() const
 {
     return m_command.IsUp() && m_reader.IsUp() && m_command.Unanswered() == 0 && m_sequencer.IsIdle();
+}
+
+bool CRedisMeeting::IsLive(const IArmService* service) const
+{
+    const CRedisArmService* own = Find(service);
+    return own && own->IsHistoryPosted();
+}
+
+unsigned CRedisMeeting::RefusedPuts(std::string* lastReason) const
+{
+    if (lastReason) *lastReason = m_strLastRefusal;
+    return m_nRefusedPuts;
 }
 
 // ---------------------------------------------------------------- commands
@@ -227,14 +240,18 @@ void CRedisMeeting::SubmitPut(CRedisArmService& putter, const CCachePut& put)
     const bool appends = put.nMode == CACHE_MODE_APPEND || put.nItemId == 0;
     const tagCacheAction action = appends ? CACHE_ACTION_ADDED : CACHE_ACTION_UPDATED;
     const unsigned itemId = put.nItemId;
-    SendOrdered(std::move(args), [weak, cache, attachId, action, itemId](const redisReply& reply, CStreamId& position,
-                                                                         std::function<void()>& act) {
+    SendOrdered(std::move(args), [this, weak, cache, attachId, action, itemId](const redisReply& reply,
+                                                                               CStreamId& position,
+                                                                               std::function<void()>& act) {
         CPutAnswer answer;
         const bool understood = ParsePutAnswer(reply, answer);
-        if (!understood)
+        if (!understood) {
             MacInfoTrace2("note", "redis: put into cache %u refused by the server: %s", cache, ErrorText(reply));
-        else
+            ++m_nRefusedPuts;
+            m_strLastRefusal = ErrorText(reply);
+        } else {
             position = answer.position;
+        }
         act = [weak, cache, attachId, action, itemId, understood, answer] {
             const std::shared_ptr<CRedisArmService> self = weak.lock();
             if (!self || self->AttachId() != attachId) return;
@@ -281,6 +298,7 @@ void CRedisMeeting::Subscribe(CRedisArmService& service, unsigned cacheHandle, b
             const auto found = self->Subscriptions().find(cacheHandle);
             if (found == self->Subscriptions().end()) return;
             IArmSharedDataSink* sink = found->second.pSink;
+            if (!first) self->SetHistoryPosted();
             if (first) {
                 found->second.bActive = true;
                 self->EmitDelivery(sink, newest, cacheHandle, nullptr, 0, CACHE_ACTION_SUBSCRIBED, 0);

@@ -69,6 +69,9 @@ public:
 
     // Everything sent is answered and delivered, and both links are up.
     bool IsSettled() const;
+    // See IsRedisParticipantLive and RedisMeetingRefusedPuts.
+    bool IsLive(const IArmService* service) const;
+    unsigned RefusedPuts(std::string* lastReason) const;
 
 private:
     CRedisArmService* Find(const IArmService* service) const;
@@ -109,6 +112,8 @@ private:
     bool m_bLost;
 
     CLogSequencer m_sequencer;
+    unsigned m_nRefusedPuts;
+    std::string m_strLastRefusal;
 
     // Last member: destroyed first, while the links they may be named in still exist.
     std::vector<std::shared_ptr<CRedisArmService>> m_aServices;

@@ -1,13 +1,11 @@
-// notectl: the headless command-line participant. "notectl demo" holds a short scripted
-// meeting through the plug-in on the in-process conference: a captioner types a few lines,
-// two readers follow, a third joins late, and each panel's text is printed.
+// notectl demo: a short scripted meeting through the plug-in on the in-process conference: a
+// captioner types a few lines, two readers follow, a third joins late, and each panel's text is
+// printed. Needs no server; it is the README's main job.
+#include "Commands.h"
 #include "conference/LocalConference.h"
 #include "loader/PluginParticipant.h"
-#include "tessarinnote/notehostui.h"
 
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -18,9 +16,6 @@ struct SPerson {
     const char* role;
     std::unique_ptr<CPluginParticipant> participant;
 };
-
-// The plug-in's trace lines are for diagnosis; the demo shows them only when asked.
-void DropTrace(void*, const char*, const char*) {}
 
 std::unique_ptr<CPluginParticipant> JoinMeeting(CNotePlugin& plugin, IMeeting& meeting,
                                                 unsigned userId, unsigned userType)
@@ -47,7 +42,9 @@ void PrintPanel(const SPerson& person)
     }
 }
 
-int Demo(const std::string& pluginPath)
+}  // namespace
+
+int RunDemo(const std::string& pluginPath)
 {
     CNotePlugin plugin;
     std::string error;
@@ -101,44 +98,4 @@ int Demo(const std::string& pluginPath)
     }
     std::printf("\nEvery panel shows the captioner's %zu characters.\n", expected.size());
     return 0;
-}
-
-void Usage()
-{
-    std::fprintf(stderr,
-                 "usage: notectl demo [--plugin PATH] [--trace]\n"
-                 "  demo      a scripted closed-captions meeting through the plug-in\n"
-                 "  --plugin  the plug-in file (default: $NOTE_PLUGIN, else the one built here)\n"
-                 "  --trace   show the plug-in's trace lines\n");
-}
-
-}  // namespace
-
-int main(int argc, char** argv)
-{
-    if (argc < 2 || std::strcmp(argv[1], "demo") != 0) {
-        Usage();
-        return 2;
-    }
-    const char* fromEnvironment = std::getenv("NOTE_PLUGIN");
-    std::string pluginPath = fromEnvironment ? fromEnvironment : CNotePlugin::BuiltPath();
-    bool trace = false;
-    for (int i = 2; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--plugin") == 0 && i + 1 < argc) {
-            pluginPath = argv[++i];
-        } else if (std::strcmp(argv[i], "--trace") == 0) {
-            trace = true;
-        } else {
-            Usage();
-            return 2;
-        }
-    }
-    if (trace) {
-        // Every line, unless NOTE_TRACE chooses otherwise.
-        setenv("NOTE_TRACE", "all", 0);
-        NoteHostUI_SetTraceCallback(nullptr, nullptr);
-    } else {
-        NoteHostUI_SetTraceCallback(&DropTrace, nullptr);
-    }
-    return Demo(pluginPath);
 }
