@@ -9,17 +9,18 @@
 
 #include <glib-unix.h>
 #include <glib.h>
+#include <hiredis/adapters/glib.h>
+#include <hiredis/async.h>
 
 #include <signal.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <thread>
 #include <vector>
 
 std::string CaptionLine(unsigned i)
@@ -61,72 +62,100 @@ SParticipantSetup ReaderSetup(unsigned userId)
     return setup;
 }
 
-// N threads, each on its own connection, blocking in XREAD on one stream; for each line the
-// time the last of them got it.
+// N readers without the plug-in, each on its own connection blocking in XREAD on one stream,
+// driven by the same GLib main context as the plug-in's readers (hiredis's GLib adapter), so
+// that both kinds share one thread per process; for each line the time the last of them got it.
 class CRawReaders {
 public:
     CRawReaders(const CRedisMeetingOptions& options, const std::string& key, int n)
-        : m_aLast(kMaxLatencyLines), m_aCount(kMaxLatencyLines)
+        : m_strKey(key), m_nReaders(n), m_aLast(kMaxLatencyLines, -1), m_aCount(kMaxLatencyLines, 0)
     {
-        for (int i = 0; i < n; ++i) m_aThreads.emplace_back([this, options, key] { Run(options, key); });
+        for (int i = 0; i < n; ++i) {
+            redisAsyncContext* context = redisAsyncConnect(options.strHost.c_str(), options.nPort);
+            if (!context || context->err) {
+                ++m_nFailed;
+                if (context) redisAsyncFree(context);
+                continue;
+            }
+            context->data = this;
+            GSource* source = redis_source_new(context);
+            g_source_attach(source, nullptr);
+            g_source_unref(source);
+            redisAsyncSetConnectCallback(context, &OnConnect);
+            redisAsyncSetDisconnectCallback(context, &OnDisconnect);
+            m_aContexts.push_back(context);
+            Read(context, "0-0");
+        }
     }
-    ~CRawReaders() { Join(); }
+    ~CRawReaders()
+    {
+        std::vector<redisAsyncContext*> contexts;
+        contexts.swap(m_aContexts);
+        for (redisAsyncContext* context : contexts) redisAsyncFree(context);
+    }
     CRawReaders(const CRawReaders&) = delete;
     CRawReaders& operator=(const CRawReaders&) = delete;
 
     int Connected() const { return m_nConnected; }
     int Failed() const { return m_nFailed; }
-    void Join()
-    {
-        for (std::thread& thread : m_aThreads)
-            if (thread.joinable()) thread.join();
-    }
-    // The time the last of n readers got line, or -1.
-    long long LastOf(int line, int n) const { return m_aCount[line] == n ? m_aLast[line].load() : -1; }
+    bool AllEnded() const { return m_nEnded == m_nReaders; }
+    // The time the last reader got line, or -1.
+    long long LastOf(int line) const { return m_aCount[line] == m_nReaders ? m_aLast[line] : -1; }
 
 private:
-    void Run(const CRedisMeetingOptions& options, const std::string& key)
+    void Read(redisAsyncContext* context, const std::string& from)
     {
-        std::string error;
-        CRedisSyncContext context = ConnectRedisSync(options, error);
-        if (!context) {
-            ++m_nFailed;
+        const char* argv[] = {"XREAD", "BLOCK", "0", "STREAMS", m_strKey.c_str(), from.c_str()};
+        redisAsyncCommandArgv(context, &OnReply, this, 6, argv, nullptr);
+    }
+    static void OnConnect(const redisAsyncContext* context, int status)
+    {
+        auto* self = static_cast<CRawReaders*>(context->data);
+        ++(status == REDIS_OK ? self->m_nConnected : self->m_nFailed);
+    }
+    // hiredis frees a context that was disconnected.
+    static void OnDisconnect(const redisAsyncContext* context, int)
+    {
+        auto* self = static_cast<CRawReaders*>(context->data);
+        auto& all = self->m_aContexts;
+        all.erase(std::remove(all.begin(), all.end(), context), all.end());
+    }
+    static void OnReply(redisAsyncContext* context, void* r, void* data)
+    {
+        auto* self = static_cast<CRawReaders*>(data);
+        const auto* reply = static_cast<const redisReply*>(r);
+        if (!reply || reply->type != REDIS_REPLY_ARRAY) {
+            ++self->m_nEnded;  // an error: this reader counts no more lines
             return;
         }
-        ++m_nConnected;
-        std::string last = "0-0";
-        for (;;) {
-            CRedisSyncReply reply = RedisCommandSync(context.get(), {"XREAD", "BLOCK", "1000", "STREAMS", key, last}, error);
-            if (!reply) {
-                ++m_nFailed;
-                return;
-            }
-            if (reply->type != REDIS_REPLY_ARRAY) continue;  // nothing within the block time
-            const long long now = MonotonicNs();
-            const redisReply* entries = reply->element[0]->element[1];
-            for (size_t e = 0; e < entries->elements; ++e) {
-                const redisReply* entry = entries->element[e];
-                last.assign(entry->element[0]->str, entry->element[0]->len);
-                const redisReply* fields = entry->element[1];
-                for (size_t f = 0; f + 1 < fields->elements; f += 2) {
-                    if (std::strcmp(fields->element[f]->str, "n") != 0) continue;
-                    const int line = std::atoi(fields->element[f + 1]->str);
-                    if (line < 0) return;
-                    if (line >= kMaxLatencyLines) continue;
-                    long long seen = m_aLast[line].load();
-                    while (seen < now && !m_aLast[line].compare_exchange_weak(seen, now)) {
-                    }
-                    ++m_aCount[line];
+        const long long now = MonotonicNs();
+        const redisReply* entries = reply->element[0]->element[1];
+        std::string last;
+        for (size_t e = 0; e < entries->elements; ++e) {
+            const redisReply* entry = entries->element[e];
+            last.assign(entry->element[0]->str, entry->element[0]->len);
+            const redisReply* fields = entry->element[1];
+            for (size_t f = 0; f + 1 < fields->elements; f += 2) {
+                if (std::strcmp(fields->element[f]->str, "n") != 0) continue;
+                const int line = std::atoi(fields->element[f + 1]->str);
+                if (line < 0) {
+                    ++self->m_nEnded;
+                    return;
                 }
+                if (line < kMaxLatencyLines && ++self->m_aCount[line] == self->m_nReaders) self->m_aLast[line] = now;
             }
         }
+        self->Read(context, last);
     }
 
-    std::vector<std::atomic<long long>> m_aLast;
-    std::vector<std::atomic<int>> m_aCount;
-    std::atomic<int> m_nConnected{0};
-    std::atomic<int> m_nFailed{0};
-    std::vector<std::thread> m_aThreads;
+    std::string m_strKey;
+    int m_nReaders;
+    std::vector<long long> m_aLast;
+    std::vector<int> m_aCount;
+    int m_nConnected = 0;
+    int m_nFailed = 0;
+    int m_nEnded = 0;
+    std::vector<redisAsyncContext*> m_aContexts;
 };
 
 gboolean OnInput(gint fd, GIOCondition, gpointer data)
@@ -158,8 +187,8 @@ int Readers(CNotePlugin& plugin, const CRedisMeetingOptions& options, unsigned f
     };
     if (!RunMainLoopUntil(settled, 120)) return Fail("the readers did not settle");
     CRawReaders raw(options, rawKey, n);
-    while (raw.Connected() + raw.Failed() < n) g_usleep(1000);
-    if (raw.Failed()) return Fail("a raw reader could not connect");
+    RunMainLoopUntil([&] { return raw.Connected() + raw.Failed() == n; }, 30);
+    if (raw.Connected() != n) return Fail("a raw reader could not connect");
     Say("ready");
 
     bool ended = false;
@@ -167,7 +196,7 @@ int Readers(CNotePlugin& plugin, const CRedisMeetingOptions& options, unsigned f
     std::vector<unsigned> shown(readers.size(), 0);
     std::vector<int> arrived(kMaxLatencyLines, 0);
     std::vector<long long> last(kMaxLatencyLines, -1);
-    while (!ended) {
+    while (!ended || !raw.AllEnded()) {
         g_main_context_iteration(nullptr, TRUE);
         const long long now = MonotonicNs();
         for (size_t i = 0; i < readers.size(); ++i) {
@@ -179,10 +208,9 @@ int Readers(CNotePlugin& plugin, const CRedisMeetingOptions& options, unsigned f
             shown[i] = length;
         }
     }
-    raw.Join();
     for (int line = 0; line < kMaxLatencyLines; ++line) {
         if (last[line] >= 0) std::printf("P %d %lld\n", line, last[line]);
-        if (raw.LastOf(line, n) >= 0) std::printf("R %d %lld\n", line, raw.LastOf(line, n));
+        if (raw.LastOf(line) >= 0) std::printf("R %d %lld\n", line, raw.LastOf(line));
     }
     Say("done");
     return 0;

@@ -3,7 +3,8 @@
 //
 //   readers PORT MEETING FIRST_USER N RAW_KEY SHARED
 //       N readers through the loaded plug-in (one meeting connection each, or SHARED=1: one for
-//       the process), and N raw readers (threads blocking in XREAD on RAW_KEY, no plug-in).
+//       the process), and N raw readers (connections blocking in XREAD on RAW_KEY, on the same
+//       main loop, no plug-in).
 //       Prints "ready" when all are in; then, until its standard input closes, notes when the
 //       last of its plug-in readers' panels shows each caption line, and when the last raw
 //       reader got each entry of RAW_KEY (field "n": the line's number, -1 ends the readers).
