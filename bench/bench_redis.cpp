@@ -253,17 +253,17 @@ void BM_CaptionLatency(benchmark::State& state)
             return;
         }
         int lost = 0, rawLost = 0;
-        const std::vector<double> plugin_ms = Latencies(run, 0, lost);
-        const std::vector<double> raw_ms = Latencies(run, 1, rawLost);
+        const std::vector<double> pluginMs = Latencies(run, 0, lost);
+        const std::vector<double> rawMs = Latencies(run, 1, rawLost);
         state.counters["lines"] = static_cast<double>(run.aSent[0].size());
         state.counters["lost"] = lost + rawLost;
-        state.counters["p50_ms"] = Percentile(plugin_ms, 50);
-        state.counters["p99_ms"] = Percentile(plugin_ms, 99);
-        state.counters["max_ms"] = Percentile(plugin_ms, 100);
-        state.counters["raw_p50_ms"] = Percentile(raw_ms, 50);
-        state.counters["raw_p99_ms"] = Percentile(raw_ms, 99);
-        state.counters["raw_max_ms"] = Percentile(raw_ms, 100);
-        state.counters["p99_over_raw"] = Percentile(plugin_ms, 99) / std::max(1e-9, Percentile(raw_ms, 99));
+        state.counters["p50_ms"] = Percentile(pluginMs, 50);
+        state.counters["p99_ms"] = Percentile(pluginMs, 99);
+        state.counters["max_ms"] = Percentile(pluginMs, 100);
+        state.counters["raw_p50_ms"] = Percentile(rawMs, 50);
+        state.counters["raw_p99_ms"] = Percentile(rawMs, 99);
+        state.counters["raw_max_ms"] = Percentile(rawMs, 100);
+        state.counters["p99_over_raw"] = Percentile(pluginMs, 99) / std::max(1e-9, Percentile(rawMs, 99));
         writer.reset();
         meeting.reset();
     }
