@@ -226,6 +226,11 @@ void CBenchChild::Poll(std::vector<std::string>& lines)
     m_strPending.erase(0, start);
 }
 
+void CBenchChild::Send(const char* text)
+{
+    if (m_nIn >= 0 && write(m_nIn, text, std::strlen(text)) < 0) CloseInput();
+}
+
 void CBenchChild::CloseInput()
 {
     if (m_nIn >= 0) close(m_nIn);

@@ -57,6 +57,8 @@ public:
     // Takes every whole line the child has written so far (does not wait).
     void Poll(std::vector<std::string>& lines);
     bool HasEnded() const { return m_bEof; }
+    // Writes text to its standard input.
+    void Send(const char* text);
     // Closes its standard input: the child's signal to finish.
     void CloseInput();
     // Waits for the exit; its status as waitpid reports it.

@@ -8,7 +8,10 @@
 //       Prints "ready" when all are in; then, until its standard input closes, notes when the
 //       last of its plug-in readers' panels shows each caption line, and when the last raw
 //       reader got each entry of RAW_KEY (field "n": the line's number, -1 ends the readers).
-//       Prints "P line ns" and "R line ns" (CLOCK_MONOTONIC) for every line all N saw, then "done".
+//       Prints "P line ns" and "R line ns" (CLOCK_MONOTONIC) for every line all N saw, and
+//       "C plugin_ns raw_ns idle_ns": its CPU time while plug-in lines, raw lines and no lines
+//       were sent (the parent writes 'P', 'R', 'I', or 'E' to stop booking, on its standard
+//       input), then "done".
 //   rss PORT MEETING USER CHARS
 //       One reader joining the meeting until its panel shows CHARS characters. Prints
 //       "rss REST_KB AFTER_KB PEAK_KB PEAK_RESET" (PEAK_RESET 1 when VmHWM could be reset at rest).

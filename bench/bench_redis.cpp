@@ -8,7 +8,10 @@
 //                   lines that alternate with the raw floor: an XADD of the same line read back
 //                   by 200 blocking XREAD readers (threads of the same 4 processes, hiredis
 //                   alone). Counters p50_ms, p99_ms, max_ms and raw_p50_ms, raw_p99_ms, raw_max_ms
-//                   over 300 lines of each; lost = lines some reader never showed; p99_over_raw.
+//                   over 300 lines of each; lost = lines some reader never showed; p99_over_raw;
+//                   cpu_us_per_line and raw_cpu_us_per_line, the CPU time the 4 reader processes
+//                   spent per line of each kind beyond their idle time (idle_cpu_us_per_50ms: the
+//                   200 instances' ticks and timers), which a loaded machine does not blur.
 //                   Goal: p99 <= 15 ms.
 //   LateJoin        a reader joins a meeting of 409,600 caption characters (5,120 lines typed
 //                   by the captioner through the plug-in) and its panel shows the whole text:
@@ -124,6 +127,7 @@ void RunMainLoopUntilTime(std::int64_t due)
 struct SLatencyRun {
     std::vector<std::int64_t> aSent[2];                       // [plug-in, raw] per line
     std::vector<std::vector<std::int64_t>> aLast[2];          // per child, per line; -1: not all
+    long long aCpu[3] = {0, 0, 0};  // the children's CPU ns, all together: plug-in, raw, idle
 };
 
 bool CollectChild(const std::string& line, int child, SLatencyRun& run)
@@ -219,6 +223,8 @@ void BM_CaptionLatency(benchmark::State& state)
             const int kind = block % 2;
             for (int i = 0; i < kBlockLines && typed; ++i, due += kLineGapNs) {
                 RunMainLoopUntilTime(due);
+                if (i == 0)
+                    for (CBenchChild& child : children) child.Send(kind == 0 ? "P" : "R");
                 std::vector<std::int64_t>& sent = run.aSent[kind];
                 const std::string line = CaptionLine(static_cast<unsigned>(sent.size()));
                 if (kind == 0) {
@@ -230,19 +236,30 @@ void BM_CaptionLatency(benchmark::State& state)
                                              error) != nullptr;
                 }
             }
-            due += kBlockGapLines * kLineGapNs;  // the block's last line arrives before the next kind starts
+            // The block's last line arrives before the next kind starts; the second half of the
+            // gap is the readers' idle time (ticks, timers), booked apart.
+            RunMainLoopUntilTime(due + kBlockGapLines / 2 * kLineGapNs);
+            for (CBenchChild& child : children) child.Send("I");
+            due += kBlockGapLines * kLineGapNs;
         }
         RunMainLoopUntilTime(due);
+        for (CBenchChild& child : children) child.Send("E");
         RedisCommandSync(raw.get(), {"XADD", rawKey, "*", "n", "-1"}, error);  // the raw readers' end
         for (CBenchChild& child : children) child.CloseInput();
         int done = 0;
+        long long cpu[3] = {0, 0, 0};
         RunMainLoopUntil([&] {
             for (int c = 0; c < kReaderProcesses; ++c) {
                 std::vector<std::string> lines;
                 children[c].Poll(lines);
                 for (const std::string& line : lines) {
-                    if (line == "done") ++done;
-                    else if (!CollectChild(line, c, run)) failure = line;
+                    if (line == "done") {
+                        ++done;
+                    } else if (std::sscanf(line.c_str(), "C %lld %lld %lld", &cpu[0], &cpu[1], &cpu[2]) == 3) {
+                        for (int k = 0; k < 3; ++k) run.aCpu[k] += cpu[k];
+                    } else if (!CollectChild(line, c, run)) {
+                        failure = line;
+                    }
                 }
             }
             return done == kReaderProcesses;
@@ -263,6 +280,17 @@ void BM_CaptionLatency(benchmark::State& state)
         state.counters["raw_p50_ms"] = Percentile(rawMs, 50);
         state.counters["raw_p99_ms"] = Percentile(rawMs, 99);
         state.counters["raw_max_ms"] = Percentile(rawMs, 100);
+        // CPU the 200 readers spent per line (the loaded machine's wait is not in it).
+        // Each line's share: its kind's CPU less the idle CPU of as long a time.
+        const double idleNsPerLineGap =
+            static_cast<double>(run.aCpu[2]) / (2.0 * kBlocksOfEach * (kBlockGapLines - kBlockGapLines / 2));
+        const auto perLine = [&run, idleNsPerLineGap](int kind) {
+            const double lines = static_cast<double>(std::max<size_t>(1, run.aSent[kind].size()));
+            return (static_cast<double>(run.aCpu[kind]) / lines - idleNsPerLineGap * (kBlockLines + kBlockGapLines / 2) / kBlockLines) * 1e-3;
+        };
+        state.counters["idle_cpu_us_per_50ms"] = idleNsPerLineGap * 1e-3;
+        state.counters["cpu_us_per_line"] = perLine(0);
+        state.counters["raw_cpu_us_per_line"] = perLine(1);
         state.counters["p99_over_raw"] = Percentile(pluginMs, 99) / std::max(1e-9, Percentile(rawMs, 99));
         writer.reset();
         meeting.reset();
