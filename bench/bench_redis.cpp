@@ -6,8 +6,8 @@
 //                   per reader, as 200 machines would have; shared:1 one meeting per process, as
 //                   a process with several participants has), 20 lines a second, in blocks of 10
 //                   lines that alternate with the raw floor: an XADD of the same line read back
-//                   by 200 blocking XREAD readers (threads of the same 4 processes, hiredis
-//                   alone). Counters p50_ms, p99_ms, max_ms and raw_p50_ms, raw_p99_ms, raw_max_ms
+//                   by 200 blocking XREAD readers (50 connections in each of the same 4
+//                   processes, on the main loop of its plug-in readers; hiredis alone). Counters p50_ms, p99_ms, max_ms and raw_p50_ms, raw_p99_ms, raw_max_ms
 //                   over 300 lines of each; lost = lines some reader never showed; p99_over_raw;
 //                   cpu_us_per_line and raw_cpu_us_per_line, the CPU time the 4 reader processes
 //                   spent per line of each kind beyond their idle time (idle_cpu_us_per_50ms: the
