@@ -1,6 +1,7 @@
 // One person's window: joining and leaving, menus, status bar, reading comfort.
 #include "app/ParticipantWindow.h"
 
+#include "conference/RedisConference.h"
 #include "loader/PluginParticipant.h"
 
 #include <QAction>
@@ -28,6 +29,7 @@ const int kZoomStepsMax = 20;
 QString ConnectionText(CParticipantWindow::EConnection state)
 {
     switch (state) {
+    case CParticipantWindow::kJoining: return QObject::tr("Joining...");
     case CParticipantWindow::kConnected: return QObject::tr("Connected");
     case CParticipantWindow::kLost: return QObject::tr("Connection lost");
     case CParticipantWindow::kBack: return QObject::tr("Connection back");
@@ -185,9 +187,38 @@ void CParticipantWindow::Join()
     m_nZoomSteps = 0;
     Zoom(zoom);
     if (m_bHighContrast) SetHighContrast(true);
-    SetConnection(kConnected);
     UpdateLength();
+    if (m_settings.conference == EConference::kRedis) {
+        WaitUntilLive();
+        return;
+    }
+    // In process, the handshake is done within a few turns of the loop, before anyone types.
+    SetConnection(kConnected);
     if (m_pText) m_pText->setFocus();
+}
+
+void CParticipantWindow::WaitUntilLive()
+{
+    SetConnection(kJoining);
+    m_pPanelHost->setEnabled(false);
+    m_bLiveSeen = false;
+    if (!m_pJoinTimer) {
+        m_pJoinTimer = new QTimer(this);
+        m_pJoinTimer->setInterval(20);
+        connect(m_pJoinTimer, &QTimer::timeout, this, [this] {
+            if (!m_pParticipant) return m_pJoinTimer->stop();
+            const bool live = IsRedisParticipantLive(*m_pMeeting, m_pParticipant->Service());
+            if (!live || !m_bLiveSeen) {
+                m_bLiveSeen = live;
+                return;
+            }
+            m_pJoinTimer->stop();
+            m_pPanelHost->setEnabled(true);
+            if (m_eConnection == kJoining) SetConnection(kConnected);
+            if (m_pText) m_pText->setFocus();
+        });
+    }
+    m_pJoinTimer->start();
 }
 
 void CParticipantWindow::Leave()
@@ -205,6 +236,8 @@ void CParticipantWindow::Leave()
     m_pText = nullptr;
     m_pView = nullptr;
     m_pParticipant.reset();
+    if (m_pJoinTimer) m_pJoinTimer->stop();
+    m_pPanelHost->setEnabled(true);
     m_pPages->setCurrentIndex(1);
     SetConnection(kLeft);
     UpdateLength();

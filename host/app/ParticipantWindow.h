@@ -24,11 +24,14 @@ class IMeeting;
 class QAction;
 class QLabel;
 class QStackedWidget;
+class QTimer;
 
 class CParticipantWindow : public QMainWindow {
     Q_OBJECT
 public:
-    enum EConnection { kConnected, kLost, kBack, kLeft };
+    // kJoining: a Redis meeting's handshake is under way; the panel takes no typing until the
+    // plug-in receives what is put into the meeting, or the first lines would be dropped.
+    enum EConnection { kJoining, kConnected, kLost, kBack, kLeft };
 
     // Joins at once. REQUIRES: plugin outlives the window.
     CParticipantWindow(CNotePlugin& plugin, std::shared_ptr<IMeeting> meeting,
@@ -70,6 +73,7 @@ private:
     void BuildStatusBar();
     void FindPanel();
     void OnMeetingLost(int kind);
+    void WaitUntilLive();
     void SetConnection(EConnection state);
     void UpdateLength();
     void UpdateActions();
@@ -85,6 +89,8 @@ private:
     unsigned m_nGeneration = 0;
     EConnection m_eConnection = kLeft;
     int m_nOutageMs = 3000;
+    QTimer* m_pJoinTimer = nullptr;
+    bool m_bLiveSeen = false;  // live at the last look: what the conference posted has run since
     int m_nZoomSteps = 0;
     bool m_bHighContrast = false;
 
