@@ -35,8 +35,11 @@ unsigned CChangeCache::Append(const CLocalArmService& putter, const CCachePut& p
 void CChangeCache::DeliverToAll(unsigned cacheId, const std::shared_ptr<const std::string>& bytes, short result,
                                 tagCacheAction action, unsigned putterAttachId)
 {
+    const bool item = action == CACHE_ACTION_ADDED || action == CACHE_ACTION_UPDATED;
     for (const CSubscriber& subscriber : m_aSubscribers)
-        subscriber.pService->EmitDelivery(subscriber.pSink, cacheId, m_nHandle, bytes, result, action, putterAttachId);
+        if (subscriber.bHasHistory || !item)
+            subscriber.pService->EmitDelivery(subscriber.pSink, cacheId, m_nHandle, bytes, result, action,
+                                              putterAttachId);
 }
 
 unsigned CChangeCache::Put(CLocalArmService& putter, const CCachePut& put)
@@ -82,13 +85,14 @@ void CChangeCache::Subscribe(CLocalArmService& service, IArmSharedDataSink* sink
     for (CSubscriber& subscriber : m_aSubscribers) {
         if (subscriber.pService != &service) continue;
         subscriber.pSink = sink;
+        subscriber.bHasHistory = true;
         for (const CCacheItem& item : m_aItems) {
             const tagCacheAction action = (&item == &m_aItems.back()) ? CACHE_ACTION_ADDED : CACHE_ACTION_KNOWN;
             service.EmitDelivery(sink, item.nId, m_nHandle, item.pBytes, kResultOk, action, item.nPutterAttachId);
         }
         return;
     }
-    m_aSubscribers.push_back(CSubscriber{&service, sink});
+    m_aSubscribers.push_back(CSubscriber{&service, sink, false});
     service.EmitDelivery(sink, NewestId(), m_nHandle, nullptr, kResultOk, CACHE_ACTION_SUBSCRIBED, 0);
 }
 

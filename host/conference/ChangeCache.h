@@ -43,7 +43,8 @@ public:
     // stored or replaced, 0 when none was (clear, resynchronise, refused, unknown mode).
     unsigned Put(CLocalArmService& putter, const CCachePut& put);
     // The first call of an attach id registers it and answers with the newest id; later calls
-    // deliver the items, history as known and the newest as added.
+    // deliver the items, history as known and the newest as added. Items put in between come
+    // with that history, not before it: the subscriber is sent new items only once it has it.
     void Subscribe(CLocalArmService& service, IArmSharedDataSink* sink);
     // Tells every subscriber that the notepad was closed.
     void Close();
@@ -56,6 +57,7 @@ private:
     struct CSubscriber {
         CLocalArmService* pService;
         IArmSharedDataSink* pSink;
+        bool bHasHistory;  // a later call delivered the items
     };
 
     const CSubscriber* FindSubscriber(const CLocalArmService* service) const;

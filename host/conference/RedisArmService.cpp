@@ -236,7 +236,7 @@ int CRedisArmService::ArmService_SubscribeCache(unsigned attachId, unsigned cach
     const auto found = m_mapSubscriptions.find(cacheHandle);
     const bool first = found == m_mapSubscriptions.end();
     if (first)
-        m_mapSubscriptions.emplace(cacheHandle, CSubscription{sink, false});
+        m_mapSubscriptions.emplace(cacheHandle, CSubscription{sink, false, false});
     else
         found->second.pSink = sink;
     m_rMeeting.Subscribe(*this, cacheHandle, first);

@@ -44,7 +44,8 @@ public:
     // --- for the meeting
     struct CSubscription {
         IArmSharedDataSink* pSink;
-        bool bActive;  // false until the first subscribe's answer: items before it are not ours
+        bool bActive;      // false until the first subscribe's answer: items before it are not ours
+        bool bHasHistory;  // a later subscribe delivered the items; new items come only after them
     };
     std::map<unsigned, CSubscription>& Subscriptions() { return m_mapSubscriptions; }
     // The sink for answers meant for this participant alone: its subscription's, else its default.

@@ -298,7 +298,10 @@ void CRedisMeeting::Subscribe(CRedisArmService& service, unsigned cacheHandle, b
             const auto found = self->Subscriptions().find(cacheHandle);
             if (found == self->Subscriptions().end()) return;
             IArmSharedDataSink* sink = found->second.pSink;
-            if (!first) self->SetHistoryPosted();
+            if (!first) {
+                self->SetHistoryPosted();
+                found->second.bHasHistory = true;
+            }
             if (first) {
                 found->second.bActive = true;
                 self->EmitDelivery(sink, newest, cacheHandle, nullptr, 0, CACHE_ACTION_SUBSCRIBED, 0);
@@ -403,7 +406,7 @@ void CRedisMeeting::Deliver(const CLogEvent& event)
             if (event.cKind == CLogEvent::kCleared)
                 service->EmitDelivery(subscription.pSink, 0, event.nCache, nullptr, 0, CACHE_ACTION_CLEARED,
                                       event.nPutter);
-            else
+            else if (subscription.bHasHistory)  // before, the item comes with the history
                 service->EmitDelivery(subscription.pSink, event.nCacheId, event.nCache, event.pBytes, 0,
                                       event.cKind == CLogEvent::kAdded ? CACHE_ACTION_ADDED : CACHE_ACTION_UPDATED,
                                       event.nPutter);

@@ -130,9 +130,11 @@ public:
         return m_pService->ArmService_PutCacheItem(m_nAttachId, cacheHandle, 0, 0, 0, flags, 0, 0, 1);
     }
 
-    // The whole handshake up to a subscribed cache, settling between steps. Returns the cache
-    // handle.
-    unsigned JoinAndSubscribe(const std::string& cacheName)
+    // The whole handshake up to a subscribed cache, settling between steps, and then, as the
+    // client does once the subscription is answered, the second subscribe that brings the
+    // cache's items and after which new ones are delivered (unless history is false). Returns
+    // the cache handle.
+    unsigned JoinAndSubscribe(const std::string& cacheName, bool history = true)
     {
         Connect();
         m_settle();
@@ -148,6 +150,10 @@ public:
         const unsigned handle = m_vecNames.empty() ? 0 : m_vecNames.back().nHandle;
         Subscribe(handle);
         m_settle();
+        if (history) {
+            Subscribe(handle);
+            m_settle();
+        }
         return handle;
     }
 
