@@ -3,6 +3,7 @@
 // SharedDataReceivedEx has read the bytes through ArmService_ReadMemHandle, as the client does.
 // "per_callback" is the time per delivered callback, to hold beside a 1 KB memcpy.
 // Goal: per delivered callback within 20 times the 1 KB memcpy.
+#include "conference/IgnoringArmSinks.h"
 #include "conference/LocalConference.h"
 #include "transport/ManualRunLoop.h"
 
@@ -22,40 +23,10 @@ constexpr int kSubscribers = 100;
 constexpr int kClearEvery = 2048;
 
 // A participant as the benchmark needs it: answers nothing, reads every delivered item.
-class CReadingSink final : public IArmNodeControllerSink,
-                     public IArmConferenceSink,
-                     public IArmApeSink,
-                     public IArmSharedDataSink,
-                     public IArmAllocHandleSink {
+class CReadingSink final : public CIgnoringArmSinks {
 public:
     explicit CReadingSink(IArmService* service) : m_pService(service), m_aBuf(64 * 1024) {}
 
-    int ConnectConfirm(short, unsigned) override { return 0; }
-    int DisconnectIndication(short) override { return 0; }
-    int DisconnectConfirm(short) override { return 0; }
-    int TransportStatusIndication(short, unsigned) override { return 0; }
-    int ConferenceJoinConfirm(unsigned short, char*, short, unsigned) override { return 0; }
-    int ConferenceLeaveIndication(unsigned short, char*, short) override { return 0; }
-    int ConferenceRosterConfirm(unsigned short, short, short, ARMNodeRecord*) override { return 0; }
-    int ConferenceRosterChanged(unsigned short, short, short, short, ARMNodeRecord*) override { return 0; }
-    int ApeRosterConfirm(unsigned short, short, short, ARMApeRoster*) override { return 0; }
-    int ApeRosterChanged(unsigned short, short, short, short, ARMApeRoster*) override { return 0; }
-    int ApeAttachConfirm(unsigned, short, unsigned) override { return 0; }
-    int ApeEnrollConfirm(unsigned, short, short, ARMSessionResource*) override { return 0; }
-    int ApeRosterConfirm(unsigned, unsigned short, short, short, ARMApeRoster*) override { return 0; }
-    int ApeRosterChanged(unsigned, unsigned short, short, short, short, ARMApeRoster*) override { return 0; }
-    int ApeDataIndication(unsigned, unsigned, unsigned, short, unsigned char*, unsigned) override { return 0; }
-    int ApeTokenGrabConfirm(unsigned, short, unsigned short) override { return 0; }
-    int ApeTokenInhibitConfirm(unsigned, short, unsigned short) override { return 0; }
-    int ApeTokenGiveConfirm(unsigned, short, unsigned short) override { return 0; }
-    int ApeTokenGiveIndication(unsigned, unsigned, unsigned short) override { return 0; }
-    int ApeTokenPleaseIndication(unsigned, unsigned, unsigned short) override { return 0; }
-    int ApeTokenReleaseConfirm(unsigned, short, unsigned short) override { return 0; }
-    int ApeTokenTestConfirm(unsigned, short, unsigned short) override { return 0; }
-    int ApeDetachIndication(unsigned, short) override { return 0; }
-    int ConferenceRosterConfirm(unsigned, unsigned short, short, short, ARMNodeRecord*) override { return 0; }
-    int ConferenceRosterChanged(unsigned, unsigned short, short, short, short, ARMNodeRecord*) override { return 0; }
-    int ApeCacheActionConfirmEx(unsigned, unsigned, tagCacheAction, unsigned, unsigned, short) override { return 0; }
 
     int SharedDataReceivedEx(unsigned, unsigned, unsigned, unsigned memHandle, short, tagCacheAction, unsigned,
                              unsigned, short) override
@@ -77,7 +48,7 @@ public:
         return 1;
     }
 
-    // The client's handshake, up to a registered subscription of the cache.
+    // The client's handshake, up to a subscription of the cache that is delivered to.
     void Join(IMeeting& meeting, CManualRunLoop& loop, bool subscribe)
     {
         m_pService->ArmService_Connect(this, "", 0, 0, 0);
@@ -88,8 +59,12 @@ public:
         std::strcpy(name.szName, "note_changeinfo_cache_301");
         m_pService->ArmService_AllocNameHandles(m_nAttachId, 1, &name, this);
         loop.RunPending();
-        if (subscribe) m_pService->ArmService_SubscribeCache(m_nAttachId, m_nCacheHandle, 0, 3, 255, this);
-        loop.RunPending();
+        if (!subscribe) return;
+        // Registered by the first subscribe, delivered to from the second on, as the client.
+        for (int call = 0; call < 2; ++call) {
+            m_pService->ArmService_SubscribeCache(m_nAttachId, m_nCacheHandle, 0, 3, 255, this);
+            loop.RunPending();
+        }
     }
 
     IArmService* m_pService;

@@ -2,6 +2,7 @@
 #include "Replay.h"
 
 #include "CaptionFormat.h"
+#include "conference/IgnoringArmSinks.h"
 #include "conference/LocalConference.h"
 #include "loader/PluginParticipant.h"
 #include "transport/RunLoop.h"
@@ -22,10 +23,7 @@ void RunPosted()
 
 // The participant that puts the recorded items: it joins as the client does, up to a cache
 // handle, and takes no notice of anything else.
-class CReplayPutter final : public IArmNodeControllerSink,
-                            public IArmConferenceSink,
-                            public IArmApeSink,
-                            public IArmAllocHandleSink {
+class CReplayPutter final : public CIgnoringArmSinks {
 public:
     explicit CReplayPutter(IMeeting& meeting) : m_meeting(meeting), m_pService(meeting.NewService(GetCurrentRunLoop()))
     {
@@ -70,36 +68,11 @@ public:
         return put;
     }
 
-    int ConnectConfirm(short, unsigned) override { return 0; }
-    int DisconnectIndication(short) override { return 0; }
-    int DisconnectConfirm(short) override { return 0; }
-    int TransportStatusIndication(short, unsigned) override { return 0; }
-    int ConferenceJoinConfirm(unsigned short, char*, short, unsigned) override { return 0; }
-    int ConferenceLeaveIndication(unsigned short, char*, short) override { return 0; }
-    int ConferenceRosterConfirm(unsigned short, short, short, ARMNodeRecord*) override { return 0; }
-    int ConferenceRosterChanged(unsigned short, short, short, short, ARMNodeRecord*) override { return 0; }
-    int ApeRosterConfirm(unsigned short, short, short, ARMApeRoster*) override { return 0; }
-    int ApeRosterChanged(unsigned short, short, short, short, ARMApeRoster*) override { return 0; }
-    int ApeAttachConfirm(unsigned, short, unsigned) override { return 0; }
     int ApeEnrollConfirm(unsigned, short result, short count, ARMSessionResource* resources) override
     {
         if (result == 0 && count > 0 && resources) m_nResourceId = resources[0].nResourceId;
         return 0;
     }
-    int ApeRosterConfirm(unsigned, unsigned short, short, short, ARMApeRoster*) override { return 0; }
-    int ApeRosterChanged(unsigned, unsigned short, short, short, short, ARMApeRoster*) override { return 0; }
-    int ApeDataIndication(unsigned, unsigned, unsigned, short, unsigned char*, unsigned) override { return 0; }
-    int ApeTokenGrabConfirm(unsigned, short, unsigned short) override { return 0; }
-    int ApeTokenInhibitConfirm(unsigned, short, unsigned short) override { return 0; }
-    int ApeTokenGiveConfirm(unsigned, short, unsigned short) override { return 0; }
-    int ApeTokenGiveIndication(unsigned, unsigned, unsigned short) override { return 0; }
-    int ApeTokenPleaseIndication(unsigned, unsigned, unsigned short) override { return 0; }
-    int ApeTokenReleaseConfirm(unsigned, short, unsigned short) override { return 0; }
-    int ApeTokenTestConfirm(unsigned, short, unsigned short) override { return 0; }
-    int ApeDetachIndication(unsigned, short) override { return 0; }
-    int ConferenceRosterConfirm(unsigned, unsigned short, short, short, ARMNodeRecord*) override { return 0; }
-    int ConferenceRosterChanged(unsigned, unsigned short, short, short, short, ARMNodeRecord*) override { return 0; }
-    int ApeCacheActionConfirmEx(unsigned, unsigned, tagCacheAction, unsigned, unsigned, short) override { return 0; }
     int AllocNameHandleConfirm(unsigned, unsigned count, NameHandles* names, unsigned) override
     {
         if (count == 1 && names) m_nCacheHandle = names[0].nHandle;
