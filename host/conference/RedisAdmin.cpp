@@ -58,6 +58,17 @@ bool SharedPkiKey(redisContext* context, const CRedisKeys& keys, const CRedisMee
            nullptr;
 }
 
+// A connection for work on one meeting; null, with the reason, for a malformed meeting id or a
+// server that cannot be reached.
+CRedisSyncContext ConnectToMeeting(const CRedisMeetingOptions& options, std::string& error)
+{
+    if (!IsValidMeetingId(options.strMeetingId)) {
+        error = InvalidIdMessage(options.strMeetingId);
+        return nullptr;
+    }
+    return ConnectRedisSync(options, error);
+}
+
 }  // namespace
 
 bool ParseRedisUrl(const std::string& url, CRedisMeetingOptions& options, std::string& error)
@@ -125,11 +136,7 @@ std::string RedisServerName(const CRedisMeetingOptions& options)
 
 std::unique_ptr<IMeeting> NewRedisMeeting(const CRedisMeetingOptions& options, std::string& error)
 {
-    if (!IsValidMeetingId(options.strMeetingId)) {
-        error = InvalidIdMessage(options.strMeetingId);
-        return nullptr;
-    }
-    CRedisSyncContext context = ConnectRedisSync(options, error);
+    CRedisSyncContext context = ConnectToMeeting(options, error);
     if (!context) return nullptr;
     const CRedisKeys keys(options.strMeetingId);
     std::string key;
@@ -174,11 +181,7 @@ unsigned RedisMeetingRefusedPuts(const IMeeting& meeting, std::string* lastReaso
 bool RedisMeetingExists(const CRedisMeetingOptions& options, bool& exists, std::string& error)
 {
     exists = false;
-    if (!IsValidMeetingId(options.strMeetingId)) {
-        error = InvalidIdMessage(options.strMeetingId);
-        return false;
-    }
-    CRedisSyncContext context = ConnectRedisSync(options, error);
+    CRedisSyncContext context = ConnectToMeeting(options, error);
     if (!context) return false;
     // Every participant's join writes the handshake; it expires with the rest of the keys.
     const CRedisKeys keys(options.strMeetingId);
@@ -228,11 +231,7 @@ bool CreateRedisMeeting(const CRedisMeetingOptions& admin, CRedisMeetingCredenti
 
 bool DeleteRedisMeeting(const CRedisMeetingOptions& admin, std::string& error)
 {
-    if (!IsValidMeetingId(admin.strMeetingId)) {
-        error = InvalidIdMessage(admin.strMeetingId);
-        return false;
-    }
-    CRedisSyncContext context = ConnectRedisSync(admin, error);
+    CRedisSyncContext context = ConnectToMeeting(admin, error);
     if (!context) return false;
     // Deleting a user also closes its connections.
     if (!RedisCommandSync(context.get(),
@@ -261,11 +260,7 @@ bool ReadRedisMeetingHistory(const CRedisMeetingOptions& options, std::vector<CR
                              std::string& error)
 {
     items.clear();
-    if (!IsValidMeetingId(options.strMeetingId)) {
-        error = InvalidIdMessage(options.strMeetingId);
-        return false;
-    }
-    CRedisSyncContext context = ConnectRedisSync(options, error);
+    CRedisSyncContext context = ConnectToMeeting(options, error);
     if (!context) return false;
     const CRedisKeys keys(options.strMeetingId);
     CRedisSyncReply handshake = RedisCommandSync(context.get(), {"HGETALL", keys.strHandshake}, error);
