@@ -37,8 +37,6 @@ std::string CaptionLine(unsigned i)
     return line;
 }
 
-void DropTrace(void*, const char*, const char*) {}
-
 namespace {
 
 int Fail(const std::string& reason)
@@ -275,7 +273,7 @@ int RunBenchChild(int argc, char** argv)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() == 1) return 1;
-    NoteHostUI_SetTraceCallback(&DropTrace, nullptr);
+    NoteHostUI_SetTraceOff();
     const std::string role = argc > 0 ? argv[0] : "";
     if (argc < 3) return Fail("usage: --child readers|rss PORT MEETING ...");
     CRedisMeetingOptions options;

@@ -27,8 +27,6 @@ constexpr int kMaxLatencyLines = 4096;
 
 // Caption line i: kLineChars - 1 characters that start with its number, no line end.
 std::string CaptionLine(unsigned i);
-// A trace callback that drops the plug-in's trace lines.
-void DropTrace(void*, const char*, const char*);
 
 // Runs the role named in argv[0]; the process's exit code.
 int RunBenchChild(int argc, char** argv);

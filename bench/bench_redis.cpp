@@ -533,7 +533,7 @@ BENCHMARK(BM_Memory)->Iterations(1)->Unit(benchmark::kMillisecond);
 int main(int argc, char** argv)
 {
     if (argc > 2 && std::strcmp(argv[1], "--child") == 0) return RunBenchChild(argc - 2, argv + 2);
-    NoteHostUI_SetTraceCallback(&DropTrace, nullptr);
+    NoteHostUI_SetTraceOff();
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     benchmark::RunSpecifiedBenchmarks();

@@ -16,9 +16,6 @@
 
 namespace {
 
-// The plug-in's trace lines are for diagnosis; shown only when asked.
-void DropTrace(void*, const char*, const char*) {}
-
 // Takes "--plugin PATH" (or "--plugin=PATH") out of the arguments before Qt sees them: Qt
 // would read it as its own option for loading Qt plug-ins.
 std::string TakePluginOption(int& argc, char** argv)
@@ -67,7 +64,7 @@ int main(int argc, char** argv)
     std::string pluginPath = CNotePlugin::BuiltPath();
     if (const char* fromEnvironment = std::getenv("NOTE_PLUGIN")) pluginPath = fromEnvironment;
     if (!pluginOption.empty()) pluginPath = pluginOption;
-    if (!parser.isSet(trace)) NoteHostUI_SetTraceCallback(&DropTrace, nullptr);
+    if (!parser.isSet(trace)) NoteHostUI_SetTraceOff();
 
     CNotePlugin notePlugin;
     std::string error;

@@ -15,8 +15,6 @@ namespace {
 // With the connection up, a handshake that takes longer than this will not finish.
 constexpr gint64 kHandshakeMicros = 15 * G_USEC_PER_SEC;
 
-void DropTrace(void*, const char*, const char*) {}
-
 // An alert of the plug-in, as one line.
 void PrintWarning(void*, const char* title, const char* text)
 {
@@ -50,7 +48,7 @@ void RouteHostOutput(bool trace)
         setenv("NOTE_TRACE", "all", 0);
         NoteHostUI_SetTraceCallback(nullptr, nullptr);
     } else {
-        NoteHostUI_SetTraceCallback(&DropTrace, nullptr);
+        NoteHostUI_SetTraceOff();
     }
     NoteHostUI_SetWarningCallback(&PrintWarning, nullptr);
 }

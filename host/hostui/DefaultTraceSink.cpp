@@ -118,6 +118,13 @@ void ConfigureDefaultTrace()
     if (g_state.eLevel != kTraceNone) InstallHooks();
 }
 
+void SilenceDefaultTrace()
+{
+    FlushDefaultTrace();
+    g_state.eLevel = kTraceNone;
+    g_state.bConfigured = true;
+}
+
 bool DefaultTraceWants(const char* format)
 {
     if (!g_state.bConfigured) ConfigureDefaultTrace();

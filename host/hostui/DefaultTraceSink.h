@@ -18,6 +18,8 @@ namespace notehostui {
 // Reads NOTE_TRACE and NOTE_TRACE_TEXT again; done at first use and whenever a host goes back
 // to the default sink.
 void ConfigureDefaultTrace();
+// Drops every line unformatted until the sink is configured again: a host with tracing off.
+void SilenceDefaultTrace();
 
 // Whether a line of this printf format can pass the level at all: false means drop it without
 // formatting. The answer is kept per address: formats are string literals.

@@ -126,6 +126,12 @@ void NoteHostUI_SetTraceCallback(NoteTraceCallback callback, void* context)
     if (!callback) notehostui::ConfigureDefaultTrace();
 }
 
+void NoteHostUI_SetTraceOff(void)
+{
+    g_trace.Set(nullptr, nullptr);
+    notehostui::SilenceDefaultTrace();
+}
+
 void NoteHostUI_SetWarningCallback(NoteWarningCallback callback, void* context)
 {
     g_warning.Set(callback, context);

@@ -39,6 +39,9 @@ typedef void (*NoteTelemetryCallback)(void* context, int actionId);
 // Each setter replaces the previous callback; a null callback restores the default behaviour
 // (for the trace: the default sink, reading NOTE_TRACE and NOTE_TRACE_TEXT again).
 NOTEHOSTUI_API void NoteHostUI_SetTraceCallback(NoteTraceCallback callback, void* context);
+// Tracing off: drops the callback and every line, before it is formatted (a callback that
+// ignores its lines still pays for formatting each of them). Undone by the setter above.
+NOTEHOSTUI_API void NoteHostUI_SetTraceOff(void);
 NOTEHOSTUI_API void NoteHostUI_SetWarningCallback(NoteWarningCallback callback, void* context);
 NOTEHOSTUI_API void NoteHostUI_SetTelemetryCallback(NoteTelemetryCallback callback, void* context);
 
