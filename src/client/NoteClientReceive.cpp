@@ -4,9 +4,12 @@
 
 #include "boundscheck/boundscheck.h"
 #include "tessarinnote/notehostui.h"
+#include "xml/XmlInputGuard.h"
 
 #include <climits>
+#include <cstring>
 #include <string>
+#include <utility>
 
 int CNoteClient::ApeDataIndication(unsigned /*attachId*/, unsigned /*fromId*/, unsigned /*channel*/,
                                    short /*priority*/, unsigned char* data, unsigned length)
@@ -121,7 +124,12 @@ int CNoteClient::HandleChangeInfoCache(unsigned cacheId, unsigned entityId, cons
 
     if (cacheId == 0 || refused || m_nNotePadType < NOTETAKER_SINGLE) return 0;
     CNoteChangeInfoPDU pdu;
-    const int parsed = pdu.ParseXMLPDU(std::string(text ? text : "")) ? 1 : 0;
+    // Room for the parser's padding up front: appending it would copy a megabyte-long item.
+    std::string pduText;
+    const size_t textLen = text ? strlen(text) : 0;
+    pduText.reserve(textLen + kXmlPadding);
+    pduText.assign(text ? text : "", textLen);
+    const int parsed = pdu.ParseXMLPDU(std::move(pduText)) ? 1 : 0;
     if (result == 0) {
         m_nLastCacheId = cacheId;
         HandleChangeMsg(pdu, isNew);

@@ -219,7 +219,10 @@ std::string CNoteChangeInfoPDU::GetNoteMsg()
         if (seg.GetSpecial()) continue;
         std::string text = seg.GetSegInfo();
         strToRecover(text, seg.GetPosVec());
-        msg += text;
+        if (msg.empty())
+            msg.swap(text);  // the usual single segment is not copied twice
+        else
+            msg += text;
         if (seg.GetEndln()) msg += "\r\n";
     }
     return msg;
