@@ -153,6 +153,7 @@ int RunCaption(const SPluginOptions& plugin, const SMeetingOptions& meeting)
             refused += result != ETyped::kCommitted;
         }
         if (session.TakeRefusal(error)) return Fail(RefusalMessage(session, error));
+        if (session.ShutOut(error)) return Fail(error);
     }
     if (!input.Error().empty()) Fail(input.Error());
     if (!session.WaitSettled(error)) return Fail(error);

@@ -1,8 +1,8 @@
 // notectl follow: a reader of a Redis meeting's captions. Joins through the plug-in as a reader
 // of the closed-captions notepad and prints every caption line its panel shows, the meeting's
 // earlier lines first, each as soon as it is complete and flushed at once, until SIGINT or
-// SIGTERM (or until nobody reads the output any more). Once it has joined, one line on standard
-// error says so.
+// SIGTERM, until nobody reads the output any more, or until the server shuts us out (the meeting
+// was deleted: one line on stderr, exit 1). Once it has joined, one line on stderr says so.
 #include "Commands.h"
 
 #include <glib.h>
@@ -55,6 +55,9 @@ int RunFollow(const SPluginOptions& plugin, const SMeetingOptions& meeting, cons
             shownLength = panel->Length();
         }
     });
-    while (session.StopRequests() == 0 && printNewLines()) session.RunOnce();
+    while (session.StopRequests() == 0 && printNewLines()) {
+        if (session.ShutOut(error)) return Fail(error);
+        session.RunOnce();
+    }
     return 0;  // stopped, or the output was closed: nobody is reading
 }

@@ -180,6 +180,7 @@ bool CCliSession::WaitLive(const CPluginParticipant& who, std::string& error)
             error = "interrupted while joining " + Where();
             return false;
         }
+        if (ShutOut(error)) return false;
         const gint64 now = g_get_monotonic_time();
         if (m_bLost) upSince = now;
         if (now - upSince > kHandshakeMicros) {
@@ -200,8 +201,17 @@ bool CCliSession::WaitSettled(std::string& error)
             error = "interrupted before " + Where() + " confirmed everything sent";
             return false;
         }
+        if (ShutOut(error)) return false;
         RunOnce();
     }
+}
+
+bool CCliSession::ShutOut(std::string& error) const
+{
+    std::string answer;
+    if (!RedisMeetingRefusesUs(*m_pMeeting, &answer)) return false;
+    error = Where() + " no longer lets us in (" + answer + "): was the meeting deleted?";
+    return true;
 }
 
 bool CCliSession::TakeRefusal(std::string& reason)

@@ -77,6 +77,9 @@ public:
     // A put the server refused outright since the last call (reader credentials...): true with
     // the server's reason.
     bool TakeRefusal(std::string& reason);
+    // Whether the server now refuses this process's credentials (the meeting was deleted, or
+    // its password changed): true with a one-line message. Nothing will get in any more.
+    bool ShutOut(std::string& error) const;
 
     CNotePlugin& Plugin() { return m_plugin; }
     IMeeting& Meeting() { return *m_pMeeting; }

@@ -171,6 +171,12 @@ bool IsRedisParticipantLive(const IMeeting& meeting, const IArmService* service)
     return redis && redis->IsLive(service);
 }
 
+bool RedisMeetingRefusesUs(const IMeeting& meeting, std::string* reason)
+{
+    const CRedisMeeting* redis = dynamic_cast<const CRedisMeeting*>(&meeting);
+    return redis && redis->RefusesUs(reason);
+}
+
 unsigned RedisMeetingRefusedPuts(const IMeeting& meeting, std::string* lastReason)
 {
     const CRedisMeeting* redis = dynamic_cast<const CRedisMeeting*>(&meeting);

@@ -73,6 +73,11 @@ bool IsRedisParticipantLive(const IMeeting& meeting, const IArmService* service)
 // and the server's reason for the last one. 0 for any other meeting.
 unsigned RedisMeetingRefusedPuts(const IMeeting& meeting, std::string* lastReason);
 
+// Whether the server now refuses this process's credentials (the meeting was deleted with its
+// users, or the password changed): the connections keep retrying, but nothing will get in
+// until an administrator acts, so a host should give up. The server's answer in reason.
+bool RedisMeetingRefusesUs(const IMeeting& meeting, std::string* reason);
+
 // Whether the meeting exists on the server: a participant opened it (its keys are there) and it
 // was neither deleted nor expired. Meeting users alone (CreateRedisMeeting) do not make it
 // exist. false, with a one-line reason, when the server cannot be asked.

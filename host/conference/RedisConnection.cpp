@@ -230,12 +230,14 @@ void CRedisLink::OnGreeting(redisAsyncContext* context, void* reply, void* data)
     if (answer->type == REDIS_REPLY_ERROR) {
         MacInfoTrace2("note", "redis: %s connection to %s refused: %s", self->m_strName.c_str(),
                       self->m_strServer.c_str(), answer->str);
+        self->m_strGreetingRefusal.assign(answer->str ? answer->str : "", answer->len);
         self->Drop("greeting refused");
         return;
     }
     if (--self->m_nGreetingLeft > 0) return;
     self->m_eState = kUp;
     self->m_nBackoffMs = kFirstRetryMs;
+    self->m_strGreetingRefusal.clear();
     // What was queued, and what a lost connection left unanswered, in order; then whatever the
     // state handler sends follows it.
     for (CCommand& command : self->m_queue) self->Transmit(command);

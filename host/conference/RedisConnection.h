@@ -51,6 +51,9 @@ public:
     void Drop(const char* why);
 
     bool IsUp() const { return m_eState == kUp; }
+    // The server's answer when it refused the last greeting (wrong or revoked credentials),
+    // empty once a greeting is answered.
+    const std::string& GreetingRefusal() const { return m_strGreetingRefusal; }
     // Commands queued or sent whose answer has not arrived.
     std::size_t Unanswered() const { return m_queue.size(); }
     const std::string& ServerName() const { return m_strServer; }
@@ -78,6 +81,7 @@ private:
     static void OnAnswer(redisAsyncContext* context, void* reply, void* data);
 
     std::string m_strHost;
+    std::string m_strGreetingRefusal;
     int m_nPort;
     std::string m_strUnixSocket;
     std::string m_strServer;

@@ -162,6 +162,17 @@ unsigned CRedisMeeting::RefusedPuts(std::string* lastReason) const
     return m_nRefusedPuts;
 }
 
+bool CRedisMeeting::RefusesUs(std::string* reason) const
+{
+    for (const CRedisLink* link : {&m_command, &m_reader}) {
+        const std::string& refusal = link->GreetingRefusal();
+        if (link->IsUp() || refusal.compare(0, 9, "WRONGPASS") != 0) continue;
+        if (reason) *reason = refusal;
+        return true;
+    }
+    return false;
+}
+
 // ---------------------------------------------------------------- commands
 
 std::vector<std::string> CRedisMeeting::ScriptArgs(const CRedisScript& script, bool readOnly,

@@ -72,6 +72,8 @@ public:
     // See IsRedisParticipantLive and RedisMeetingRefusedPuts.
     bool IsLive(const IArmService* service) const;
     unsigned RefusedPuts(std::string* lastReason) const;
+    // See RedisMeetingRefusesUs.
+    bool RefusesUs(std::string* reason) const;
 
 private:
     CRedisArmService* Find(const IArmService* service) const;

@@ -225,6 +225,8 @@ TEST_F(Notectl, AMeetingIsCreatedCaptionedFollowedExportedAndDeleted)
 
     CNotectl remove({"meeting", "delete", "board", "--redis", m_strUrl}, Path("delete.out"));
     ASSERT_EQ(remove.Wait(10), 0) << remove.Err();
+    EXPECT_EQ(follow.Wait(10), 1);  // shut out, not retrying for ever
+    EXPECT_NE(follow.Err().find("no longer lets us in (WRONGPASS"), std::string::npos) << follow.Err();
     CNotectl late(as("READER", {"follow"}), Path("late.out"));
     EXPECT_EQ(late.Wait(10), 1);
     EXPECT_NE(late.Err().find("refused the credentials: WRONGPASS"), std::string::npos) << late.Err();
