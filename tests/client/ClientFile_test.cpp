@@ -1,6 +1,6 @@
-// Files: the auto-save file written and loaded back as writer and reader, broken and foreign
-// files, the need-save state; saving, exporting and publishing with the dialog and the privilege
-// check; and a meeting's loss, with its time-stamped notices and auto-save.
+// Files: the auto-save file written and loaded back as writer and reader, broken files, the
+// need-save state; saving and exporting with the dialog and the privilege check; and a
+// meeting's loss, with its time-stamped notices and auto-save.
 #include "ClientHarness.h"
 #include "ClientTempDir.h"
 #include "ClientTraceCapture.h"
@@ -30,7 +30,6 @@ Texts NetInfos(CNoteSaveInfoPDU& record)
     for (size_t i = 0; i < saved.size(); ++i) record.GetNetInfo(static_cast<int>(i), saved[i]);
     return saved;
 }
-
 int g_nHour = 9, g_nMinute = 30;
 void FixedClock(int* hour, int* minute)
 {
@@ -54,104 +53,87 @@ protected:
         mkdir(m_dir.File(name).c_str(), 0700);
         return m_dir.File(name);
     }
-    // A single note taker's writer auto-saves its document to m_strPath: panel text, published
-    // and base texts, net-info entries, delivered and undelivered changes.
-    void WriteDocument(const Texts& netInfo = {"09:30am Service restored.", "n2"})
+    CNoteClient& Join(NOTETAKERTYPE type, unsigned userType = NOTE_USER_WRITER)
     {
-        CNoteClient& writer = m_harness.Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
-        ViewOf(writer).SetText("Hello\nworld");
-        writer.m_strPublishMsg = "Hi";
-        for (const std::string& entry : netInfo) writer.m_aNetInfo.push_back(strcpy(new char[entry.size() + 1], entry.c_str()));
-        writer.m_SaveInfo.m_vecChangeInfoPdu = {Change("A", "0", "0", 4), Change("B"), Change("C", "0", "0", 6), Change("D")};
-        writer.m_bNeedAutoSave = 1;
-        writer.AutoSaveXMLFile();  // no path yet
-        EXPECT_EQ(writer.m_bNeedAutoSave, 1u);
-        writer.m_strAutoSavePath = m_strPath;
-        writer.m_bNeedAutoSave = 0;
-        writer.AutoSaveXMLFile();  // not marked: nothing is written
-        EXPECT_FALSE(CClientTempDir::Exists(m_strPath));
-        writer.m_bNeedAutoSave = 1;
-        writer.AutoSaveXMLFile();
-        EXPECT_EQ(writer.m_bNeedAutoSave, 0u);
-        m_nWriterResourceId = writer.m_nResourceId;
-        m_harness.Leave(writer);
-    }
-    CNoteClient& Load(unsigned userType, NOTETAKERTYPE type = NOTETAKER_SINGLE)
-    {
-        CNoteClient& client = m_harness.Join(2, type, userType);
-        m_harness.SinkOf(client).m_vecCalls.clear();
-        client.m_bFileNeedSave = 0;
-        ViewOf(client).SetPublishEnabled(false);
-        EXPECT_TRUE(client.LoadXMLFile(client.m_SaveInfo, m_strPath.c_str()));
+        g_nHour = 9;
+        g_nMinute = 30;
+        CNoteClient& client = m_harness.Join(m_nNextId++, type, userType);
+        client.m_pfnNoticeClock = &FixedClock;
         return client;
     }
 
     CClientTempDir m_dir;
     std::string m_strPath = m_dir.File("auto.xml");
     CClientHarness m_harness;
-    unsigned m_nWriterResourceId = 0;
+    unsigned m_nNextId = 1;
     int m_nAlerts = 0;
 };
 
-TEST_F(ClientFile, TheAutoSaveFileHoldsThePanelTextByteForByte)
+// A note taker auto-saves its document: panel text, published text, net-info entries, delivered
+// and undelivered changes; writers load all of it, readers only what reached the cache.
+TEST_F(ClientFile, TheAutoSaveFileKeepsTheDocumentAndLoadsBack)
 {
-    WriteDocument({"first", "", "third"});
+    CNoteClient& writer = Join(NOTETAKER_SINGLE);
+    ViewOf(writer).SetText("Hello\nworld");
+    writer.m_strPublishMsg = "Hi";
+    for (const char* entry : {"a\n\nb", "n2", "", "after an empty one"})
+        writer.m_aNetInfo.push_back(strcpy(new char[strlen(entry) + 1], entry));
+    writer.m_SaveInfo.m_vecChangeInfoPdu = {Change("A", "0", "0", 4), Change("B"), Change("C", "0", "0", 6)};
+    writer.m_bNeedAutoSave = 1;
+    writer.AutoSaveXMLFile();  // no path yet
+    writer.m_strAutoSavePath = m_strPath;
+    EXPECT_EQ(writer.m_bNeedAutoSave, 1u);
+    writer.m_bNeedAutoSave = 0;
+    writer.AutoSaveXMLFile();  // not marked: nothing is written
+    EXPECT_FALSE(CClientTempDir::Exists(m_strPath));
+    writer.m_bNeedAutoSave = 1;
+    writer.AutoSaveXMLFile();
+    EXPECT_EQ(writer.m_bNeedAutoSave, 0u);
     CNoteSaveInfoPDU record;
     ASSERT_TRUE(record.LoadFile(m_strPath) && record.ParseXMLPDU());
-    EXPECT_EQ(record.GetNoteShowMsg(), "Hello\r\nworld");
-    EXPECT_EQ(record.GetChannalID_INT(), int(m_nWriterResourceId));
-    EXPECT_EQ(record.GetUserType_INT(), 1);
-    EXPECT_EQ(NetInfos(record), (Texts{"first"}));  // entries after an empty one are not written
-}
-
-TEST_F(ClientFile, AWriterLoadsTheWholeDocumentAReaderOnlyWhatReachedTheCache)
-{
-    WriteDocument({"a\n\nb", "09:30am Service restored."});
-    CNoteClient& writer = Load(NOTE_USER_WRITER);
-    EXPECT_EQ(writer.m_strShowMsg + "|" + writer.m_strOldMsg + "|" + writer.m_strPublishMsg, "Hello\r\nworld|Hello\r\nworld|Hi");
-    EXPECT_EQ(m_harness.PanelText(writer), "Hello\nworld");
-    EXPECT_EQ(NetInfo(writer), (Texts{"a\r\nb", "09:30am Service restored."}));  // blank lines come back as CR LF
-    EXPECT_EQ(Changes(writer.m_SaveInfo), (Texts{"A/4", "B/0", "C/6", "D/0"}));
-    EXPECT_EQ(writer.m_bNeedAutoSave, 1u);
-    const Texts& calls = m_harness.SinkOf(writer).m_vecCalls;
-    ASSERT_GE(calls.size(), 2u);
-    EXPECT_EQ(Texts(calls.begin(), calls.begin() + 2), (Texts{"NeedSave 1", "SaveEnabled 1"}));
+    EXPECT_EQ(record.GetNoteShowMsg(), "Hello\r\nworld");  // CR LF kept
+    EXPECT_EQ(record.GetChannalID_INT(), int(writer.m_nResourceId));
+    EXPECT_EQ(NetInfos(record), (Texts{"a\n\nb", "n2"}));  // entries after an empty one are not written
     m_harness.Leave(writer);
-    for (unsigned userType : {NOTE_USER_READER, NOTE_USER_WRITER}) {  // only the captioner's Publish is enabled
-        CNoteClient& client = Load(userType, NOTETAKER_CLOSED_CAPTIONS);
-        EXPECT_EQ(Changes(client.m_SaveInfo), userType == NOTE_USER_READER ? (Texts{"A/4", "C/6"})
-                                                                           : (Texts{"A/4", "B/0", "C/6", "D/0"}));
-        EXPECT_EQ(client.m_strPublishMsg, userType == NOTE_USER_READER ? "Hello\r\nworld" : "Hi");
-        EXPECT_EQ(ViewOf(client).IsPublishEnabled(), userType == NOTE_USER_WRITER);
-        m_harness.Leave(client);
-    }
-    // A reader of a single note taker does not use the file.
-    CNoteClient& reader = m_harness.Join(2, NOTETAKER_SINGLE, NOTE_USER_READER);
-    reader.m_strShowMsg = "mine";
-    reader.m_aNetInfo.push_back(strcpy(new char[6], "stale"));
-    ASSERT_TRUE(reader.LoadXMLFile(reader.m_SaveInfo, m_strPath.c_str()));
-    EXPECT_EQ(reader.m_SaveInfo.GetNoteShowMsg() + reader.m_strShowMsg, "mine");
-    EXPECT_TRUE(reader.m_SaveInfo.m_vecChangeInfoPdu.empty() && reader.m_aNetInfo.empty());
-}
 
-TEST_F(ClientFile, MissingBrokenAndForeignFilesAreNotLoaded)
-{
-    CNoteClient& client = m_harness.Join(2, NOTETAKER_SINGLE, NOTE_USER_WRITER);
-    ViewOf(client).SetText("untouched");
-    client.m_strShowMsg = "show";
-    EXPECT_FALSE(client.LoadXMLFile(client.m_SaveInfo, nullptr));
-    EXPECT_FALSE(client.LoadXMLFile(client.m_SaveInfo, m_dir.File("missing.xml").c_str()));
-    for (const std::string& content : {std::string("<notecom ver=\"1.0\" mtype=\"2\"><noteinfo><![CDATA[cut"),
-                                       std::string("<notecom ver=\"1.0\" mtype=\"1\"><noteinfo></noteinfo></notecom>")}) {
-        CClientTempDir::Write(m_strPath, content);
-        EXPECT_FALSE(client.LoadXMLFile(client.m_SaveInfo, m_strPath.c_str())) << content;
+    for (NOTETAKERTYPE type : {NOTETAKER_SINGLE, NOTETAKER_CLOSED_CAPTIONS}) {
+        for (unsigned userType : {NOTE_USER_WRITER, NOTE_USER_READER}) {
+            SCOPED_TRACE(std::to_string(type) + "/" + std::to_string(userType));
+            const bool reader = userType == NOTE_USER_READER;
+            CNoteClient& client = Join(type, userType);
+            m_harness.SinkOf(client).m_vecCalls.clear();
+            client.m_bFileNeedSave = 0;
+            client.m_strShowMsg = "mine";
+            ViewOf(client).SetPublishEnabled(false);
+            ASSERT_TRUE(client.LoadXMLFile(client.m_SaveInfo, m_strPath.c_str()));
+            if (reader && type == NOTETAKER_SINGLE) {  // a reader of a single note taker does not use the file
+                EXPECT_EQ(client.m_strShowMsg + client.m_SaveInfo.GetNoteShowMsg(), "mine");
+                EXPECT_TRUE(client.m_SaveInfo.m_vecChangeInfoPdu.empty() && client.m_aNetInfo.empty());
+                continue;
+            }
+            EXPECT_EQ(client.m_strShowMsg + "|" + client.m_strOldMsg, "Hello\r\nworld|Hello\r\nworld");
+            EXPECT_EQ(m_harness.PanelText(client), "Hello\nworld");
+            EXPECT_EQ(client.m_strPublishMsg, reader ? "Hello\r\nworld" : "Hi");  // a reader's is the shown text
+            EXPECT_EQ(NetInfo(client), (Texts{"a\r\nb", "n2"}));  // blank lines come back as CR LF
+            EXPECT_EQ(Changes(client.m_SaveInfo), reader ? (Texts{"A/4", "C/6"}) : (Texts{"A/4", "B/0", "C/6"}));
+            EXPECT_EQ(client.m_bNeedAutoSave, 1u);
+            const Texts& calls = m_harness.SinkOf(client).m_vecCalls;
+            EXPECT_EQ(Texts(calls.begin(), calls.begin() + std::min<size_t>(2, calls.size())),
+                      (Texts{"NeedSave 1", "SaveEnabled 1"}));
+            // Only the captioner's Publish is enabled.
+            EXPECT_EQ(ViewOf(client).IsPublishEnabled(), !reader && type == NOTETAKER_CLOSED_CAPTIONS);
+        }
     }
-    EXPECT_EQ(client.m_strShowMsg + m_harness.PanelText(client), "showuntouched");
+    CNoteClient& client = Join(NOTETAKER_SINGLE);
+    EXPECT_FALSE(client.LoadXMLFile(client.m_SaveInfo, m_dir.File("missing.xml").c_str()));
+    CClientTempDir::Write(m_strPath, "<notecom ver=\"1.0\" mtype=\"2\"><noteinfo><![CDATA[cut");
+    EXPECT_FALSE(client.LoadXMLFile(client.m_SaveInfo, m_strPath.c_str()));
+    EXPECT_EQ(m_harness.PanelText(client), "");
 }
 
 TEST_F(ClientFile, NeedSaveTellsHostAndPanelOnlyOnChange)
 {
-    CNoteClient& client = m_harness.Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
+    CNoteClient& client = Join(NOTETAKER_SINGLE);
     client.m_bFileNeedSave = 0;
     Texts& calls = m_harness.SinkOf(client).m_vecCalls;
     calls.clear();
@@ -162,31 +144,20 @@ TEST_F(ClientFile, NeedSaveTellsHostAndPanelOnlyOnChange)
     EXPECT_FALSE(ViewOf(client).IsSaveEnabled());
 }
 
-// --- saving and exporting
-
 TEST_F(ClientFile, ExportNamesTheFileByNotepadAndRefusedOrNullFoldersWriteNothing)
 {
-    const struct {
-        NOTETAKERTYPE type;
-        std::string folder, name;
-    } cases[] = {{NOTETAKER_SINGLE, m_dir.Path() + "/", "Notes.txt"}, {NOTETAKER_CLOSED_CAPTIONS, m_dir.Path(), "Closed Captions.txt"}};
-    unsigned userId = 1;
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.folder + " " + c.name);
-        CNoteClient& client = m_harness.Join(userId++, c.type, NOTE_USER_WRITER);
+    for (const auto& c : {std::make_pair(NOTETAKER_SINGLE, "/Notes.txt"), std::make_pair(NOTETAKER_CLOSED_CAPTIONS, "Closed Captions.txt")}) {
+        const std::string path = m_dir.File(c.second[0] == '/' ? c.second + 1 : c.second);
+        CNoteClient& client = Join(c.first);
         m_harness.Type(client, "line one\nline two");
         client.SetFileNeedSave(true);
-        CTelemetryLog telemetry;
-        client.WriteNoteFileToFolder(c.folder.c_str());
-        EXPECT_EQ(client.m_strSaveFileName, m_dir.File(c.name));
-        EXPECT_EQ(CClientTempDir::Read(m_dir.File(c.name)), "line one\nline two");  // the panel's own line ends
-        EXPECT_EQ(client.GetFileSaveState(), 0);
-        EXPECT_EQ(client.m_bNoFileSaveYet + client.m_bModifiedSinceFileSave, 0);
-        EXPECT_TRUE(telemetry.m_vecActions.empty());
-        unlink(m_dir.File(c.name).c_str());
-        m_harness.Leave(client);
+        client.WriteNoteFileToFolder((m_dir.Path() + (c.second[0] == '/' ? "/" : "")).c_str());  // with or without a slash
+        EXPECT_EQ(client.m_strSaveFileName, path);
+        EXPECT_EQ(CClientTempDir::Read(path), "line one\nline two");  // the panel's own line ends
+        EXPECT_EQ(client.GetFileSaveState() + client.m_bNoFileSaveYet + client.m_bModifiedSinceFileSave, 0);
+        unlink(path.c_str());
     }
-    CNoteClient& client = m_harness.Join(1, NOTETAKER_ALL_PARTICIPANTS, NOTE_USER_WRITER);
+    CNoteClient& client = Join(NOTETAKER_ALL_PARTICIPANTS);
     m_harness.Type(client, "text");
     client.SetFileNeedSave(true);
     client.WriteNoteFileToFolder(nullptr);
@@ -199,7 +170,7 @@ TEST_F(ClientFile, ExportNamesTheFileByNotepadAndRefusedOrNullFoldersWriteNothin
 
 TEST_F(ClientFile, ASaveAsksOnceUnlessCancelledOrRefused)
 {
-    CNoteClient& client = m_harness.Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
+    CNoteClient& client = Join(NOTETAKER_SINGLE);
     const std::string path = m_dir.File("minutes.txt"), good = m_dir.File("other.txt");
     m_harness.Type(client, "first");
     client.SetFileNeedSave(true);
@@ -221,24 +192,14 @@ TEST_F(ClientFile, ASaveAsksOnceUnlessCancelledOrRefused)
     EXPECT_EQ(ViewOf(client).DialogCount(), 3);
     EXPECT_EQ(client.GetFileSaveState(), 0);
     EXPECT_EQ(telemetry.m_vecActions, (std::vector<int>{2001, 2002, 2001, 2002}));
-    // A refused remembered file asks once for another.
-    const struct {
-        std::string remembered, chosen, saved;
-        std::vector<int> telemetry;
-    } cases[] = {{Refused("gone.txt"), good, good, {2001, 2001, 2002}}, {Refused("gone.txt"), Refused("also.txt"), "", {2001, 2001}}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.remembered + " then " + c.chosen);
-        unlink(good.c_str());
-        client.m_strSaveFileName = c.remembered;
-        const int dialogs = ViewOf(client).DialogCount();
-        chooser.Answer(true, c.chosen);
-        CTelemetryLog log;
+    for (const std::string& chosen : {good, Refused("also.txt")}) {  // a refused remembered file asks once
+        client.m_strSaveFileName = Refused("gone.txt");
+        chooser.Answer(true, chosen);
         client.OnSave();
-        EXPECT_EQ(ViewOf(client).DialogCount() - dialogs, 1);
-        EXPECT_EQ(client.m_strSaveFileName, c.saved);
-        EXPECT_EQ(CClientTempDir::Exists(good), !c.saved.empty());
-        EXPECT_EQ(log.m_vecActions, c.telemetry);
+        EXPECT_EQ(client.m_strSaveFileName, chosen == good ? good : "");
     }
+    EXPECT_EQ(ViewOf(client).DialogCount(), 5);
+    EXPECT_TRUE(CClientTempDir::Exists(good));
     chooser.Answer(true, path);  // Save As always asks and reports the dialog's result
     EXPECT_EQ(client.OnSaveAs(), 0);
     EXPECT_EQ(client.m_strSaveFileName, path);
@@ -246,15 +207,10 @@ TEST_F(ClientFile, ASaveAsksOnceUnlessCancelledOrRefused)
 
 TEST_F(ClientFile, TheAutoSavePathAndThePublishStatus)
 {
-    CNoteClient& client = m_harness.Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
-    const struct {
-        const char* path;
-        int result;
-        const char* kept;
-    } steps[] = {{"/tmp/auto.xml", 1, "/tmp/auto.xml"}, {"", 0, "/tmp/auto.xml"}, {nullptr, 0, "/tmp/auto.xml"}};
-    for (const auto& step : steps) {
-        EXPECT_EQ(client.SetAutoSaveFilePath(step.path), step.result);
-        EXPECT_EQ(client.m_strAutoSavePath, step.kept);
+    CNoteClient& client = Join(NOTETAKER_SINGLE);
+    for (const char* path : {"/tmp/auto.xml", "", static_cast<const char*>(nullptr)}) {
+        EXPECT_EQ(client.SetAutoSaveFilePath(path), path && *path ? 1 : 0);
+        EXPECT_EQ(client.m_strAutoSavePath, "/tmp/auto.xml");
     }
     // Unpublished text of the writer, compared with CR LF line ends.
     for (const auto& c : {std::make_pair("a\nb", 0), std::make_pair("a\nbc", 1), std::make_pair("", 1)}) {
@@ -268,29 +224,14 @@ TEST_F(ClientFile, TheAutoSavePathAndThePublishStatus)
     m_harness.Settle();
     EXPECT_EQ(client.GetPublishStatus(), 0);
     EXPECT_EQ(client.m_bHasContent, 1u);
-    EXPECT_TRUE(ViewOf(client).IsPublishEnabled());
     client.SetUserType(NOTE_USER_READER);
     ViewOf(client).SetText("unpublished");
     EXPECT_EQ(client.GetPublishStatus(), 0);
 }
 
-// --- meeting loss
+// --- meeting loss. Deliberately noon is written with am, and midnight as 00.
 
-class ClientMeetingLoss : public ClientFile {
-protected:
-    CNoteClient& Join(NOTETAKERTYPE type)
-    {
-        g_nHour = 9;
-        g_nMinute = 30;
-        CNoteClient& client = m_harness.Join(1, type, NOTE_USER_WRITER);
-        client.m_pfnNoticeClock = &FixedClock;
-        client.m_strAutoSavePath = m_strPath;
-        return client;
-    }
-};
-
-// Deliberately noon is written with am, and midnight as 00.
-TEST_F(ClientMeetingLoss, TheStampWritesNoonAsAmAndMidnightAsZeroAndARestoreAddsALine)
+TEST_F(ClientFile, TheLossNoticeIsStampedAndARestoreAddsALine)
 {
     CNoteClient& client = Join(NOTETAKER_CLOSED_CAPTIONS);
     ViewOf(client).SetText("Hello");
@@ -303,7 +244,6 @@ TEST_F(ClientMeetingLoss, TheStampWritesNoonAsAmAndMidnightAsZeroAndARestoreAdds
     const std::string restored = "02:02pm " + GetLocalizedString("Service restored.", kTessarinNoteBundleId, nullptr);
     EXPECT_EQ(m_harness.PanelText(client), "Hello\n" + lost + "\n\n" + restored + "\n");
     EXPECT_EQ(NetInfo(client), (Texts{lost, restored}));
-    EXPECT_EQ(client.m_strShowMsg, "Hello\r\n" + lost + "\r\n");
     for (const auto& c : {std::make_tuple(0, 5, "00:05am "), std::make_tuple(12, 15, "12:15am "),
                           std::make_tuple(13, 0, "01:00pm "), std::make_tuple(23, 59, "11:59pm ")}) {
         g_nHour = std::get<0>(c);
@@ -311,15 +251,28 @@ TEST_F(ClientMeetingLoss, TheStampWritesNoonAsAmAndMidnightAsZeroAndARestoreAdds
         client.MeetingLost(1);
         EXPECT_EQ(std::string(client.m_aNetInfo.back()), std::get<2>(c) + Lost());
     }
+    // Kind 5 only marks the client's own change; without a panel the note is just the notice.
+    client.m_bSelfChange = 0;
+    ViewOf(client).SetText("a\nb");
+    client.MeetingLost(5);
+    EXPECT_EQ(client.m_bSelfChange, 1u);
+    EXPECT_EQ(client.m_strShowMsg + m_harness.PanelText(client), "a\r\nba\nb");
+    EXPECT_EQ(client.m_aNetInfo.size(), 6u);
+    void* panel = client.GetPanel();
+    client.SetPanel(nullptr);
+    client.MeetingLost(1);
+    client.SetPanel(panel);
+    EXPECT_EQ(client.m_strShowMsg, "");
 }
 
-TEST_F(ClientMeetingLoss, EveryNotepadIsAutoSavedOnlyCaptionsGetANotice)
+TEST_F(ClientFile, AtALossEveryNotepadIsAutoSavedOnlyCaptionsGetANotice)
 {
     for (NOTETAKERTYPE type : {NOTETAKER_CLOSED_CAPTIONS, NOTETAKER_ALL_PARTICIPANTS, NOTETAKER_SINGLE}) {
         SCOPED_TRACE(type);
         const bool captions = type == NOTETAKER_CLOSED_CAPTIONS;
         const Texts notices = captions ? Texts{"09:30am " + Lost()} : Texts{};
         CNoteClient& client = Join(type);
+        client.m_strAutoSavePath = m_strPath;
         ViewOf(client).SetText("my\nnotes");
         client.m_bNeedAutoSave = captions ? 0 : 1;  // captions need nothing else: the notice is a change
         client.MeetingLost(1);
@@ -332,25 +285,6 @@ TEST_F(ClientMeetingLoss, EveryNotepadIsAutoSavedOnlyCaptionsGetANotice)
         EXPECT_EQ(NetInfos(record), notices);
         m_harness.Leave(client);
     }
-}
-
-TEST_F(ClientMeetingLoss, KindFiveOnlyMarksTheClientsOwnChangeAndWithoutAPanelTheNoteIsTheNotice)
-{
-    CNoteClient& client = Join(NOTETAKER_CLOSED_CAPTIONS);
-    client.m_bNeedAutoSave = 1;
-    ViewOf(client).SetText("a\nb");
-    client.MeetingLost(5);
-    EXPECT_EQ(client.m_bSelfChange, 1u);
-    EXPECT_EQ(client.m_strShowMsg, "a\r\nb");
-    EXPECT_EQ(m_harness.PanelText(client), "a\nb");
-    EXPECT_TRUE(client.m_aNetInfo.empty());
-    EXPECT_FALSE(CClientTempDir::Exists(m_strPath));
-    void* panel = client.GetPanel();
-    client.SetPanel(nullptr);
-    client.MeetingLost(1);
-    client.SetPanel(panel);
-    EXPECT_EQ(client.m_strShowMsg, "");
-    EXPECT_EQ(NetInfo(client), (Texts{"09:30am " + Lost()}));
 }
 
 }  // namespace

@@ -95,20 +95,6 @@ TEST_F(ClientReceive, TheModifiedFlagAndTheSenderSelectWhatHappensToTheText)
     EXPECT_EQ(Text(), "somebody else's");
 }
 
-TEST_F(ClientReceive, AnEmptiedNoteNeedsSavingOnlyIfItWasSavedBefore)
-{
-    for (unsigned savedBefore : {1u, 0u}) {
-        ViewOf(*m_client).SetText("something");
-        m_client->m_bSavedBefore = savedBefore;
-        m_client->SetFileNeedSave(!savedBefore);
-        m_sink.m_vecCalls.clear();
-        Receive("");
-        EXPECT_EQ(Text(), "");
-        EXPECT_EQ(m_sink.m_vecCalls, savedBefore ? (Calls{"NeedSave 1", "SaveEnabled 1"})
-                                                 : (Calls{"NeedSave 0", "SaveEnabled 0"}));
-    }
-}
-
 TEST_F(ClientReceive, DirectDataUnitsFromSenderZeroOrHostileOnesLeaveTheNote)
 {
     ViewOf(*m_client).SetText("kept");

@@ -180,20 +180,6 @@ TEST_F(ClientSend, SendMarksAutoSaveAndCutsTheTextAtTheMarkersBeforeAnEmptyOne)
     EXPECT_EQ(segments, (std::vector<std::string>{"x", "*#a#", "y#b#"}));
 }
 
-TEST_F(ClientSend, ChangeMessageTellsTheHostOnlyWhenHasContentChanges)
-{
-    CNoteClient& client = Writer(NOTETAKER_ALL_PARTICIPANTS);
-    std::vector<std::string>& calls = m_pHarness->SinkOf(client).m_vecCalls;
-    m_pHarness->Type(client, "");
-    client.ChangeMessage();
-    calls.clear();
-    for (const char* text : {"x", "xy", "", ""}) {
-        m_pHarness->Type(client, text);
-        client.ChangeMessage();
-    }
-    EXPECT_EQ(calls, (std::vector<std::string>{"HasContent 1", "HasContent 0"}));
-}
-
 // --- packing and unpacking
 
 TEST_F(ClientSend, PackedItemsStoreOrCompressAndComeBackUnchanged)
