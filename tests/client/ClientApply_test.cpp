@@ -38,9 +38,7 @@ protected:
 
 TEST_F(ClientApply, ChangePdusAreEqualByTextOffsetAndRemovedCount)
 {
-    const struct {
-        CNoteChangeInfoPDU other;
-        int equal;
+    const struct { CNoteChangeInfoPDU other; int equal;
     } cases[] = {{Change("text", "04", "2"), 1}, {Change("texT", "4", "2"), 0}, {Change("tex", "4", "2"), 0},
                  {Change("text", "5", "2"), 0},  {Change("text", "4", "3"), 0}};
     CNoteClient& client = Join(NOTETAKER_CLOSED_CAPTIONS, "");
@@ -85,10 +83,7 @@ TEST_F(ClientApply, TheChangeListDropsEmptyInsertionsAndTheCacheIdStampsTheNewes
 TEST_F(ClientApply, CaptionsAppendAndKeepRecordedTextsForTheNextAppliedChange)
 {
     CNoteClient& reader = Join(NOTETAKER_CLOSED_CAPTIONS, "Hello");
-    const struct {
-        const char* text;
-        int apply, result;
-        const char *shared, *pending;
+    const struct { const char* text; int apply, result; const char *shared, *pending;
     } steps[] = {{" one", 0, 0, "Hello", " one"}, {" two", 0, 0, "Hello", " one two"},
                  {"\r\nthree", 1, 4, "Hello one two\r\nthree", ""}};
     unsigned offset = 5;
@@ -104,15 +99,8 @@ TEST_F(ClientApply, CaptionsAppendAndKeepRecordedTextsForTheNextAppliedChange)
 TEST_F(ClientApply, AnAppliedChangeTellsHostAndPanelAnEmptyOneIsIgnored)
 {
     const std::vector<std::string> told = {"NeedSave 1", "SaveEnabled 1", "RemoteChange", "RemoteText 0"};
-    const struct {
-        NOTETAKERTYPE type;
-        unsigned userType;
-        const char *text, *removed;
-        int countdown, result;
-        const char* merged;
-        std::vector<std::string> calls;
-        int countdownAfter;
-        bool publishCleared;  // the captioner's Publish button follows the auto-save flag
+    const struct { NOTETAKERTYPE type; unsigned userType; const char *text, *removed; int countdown, result;
+        const char* merged; std::vector<std::string> calls; int countdownAfter; bool publishCleared;  // the captioner's Publish button follows the auto-save flag
     } cases[] = {
         {NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_READER, "", "3", 0, 0, "abc", {}, 0, false},
         {NOTETAKER_SINGLE, NOTE_USER_READER, "", "0", 0, 0, "abc", {}, 0, false},

@@ -115,12 +115,7 @@ TEST_F(ClientCore, OnlyAStoredItemOfTheChangeOrSaveCacheMarksTheDocumentForAutoS
     Attached();
     m_client->m_nSaveCacheHandle = 9;
     ViewOf(*m_client).SetText("line one\nline two");
-    const struct {
-        unsigned attachId, cacheHandle;
-        int action;
-        short result;
-        int returned;
-        unsigned needAutoSave;
+    const struct { unsigned attachId, cacheHandle; int action; short result; int returned; unsigned needAutoSave;
     } cases[] = {{0, kCacheHandle, 1, 0, 1, 0}, {kAttachId, kCacheHandle, 1, 0, 0, 1}, {kAttachId, kCacheHandle, 2, 0, 0, 1},
                  {kAttachId, kCacheHandle, 1, 19, 0, 0}, {kAttachId, kCacheHandle, 3, 0, 0, 0}, {kAttachId, 45, 1, 0, 0, 0},
                  {kAttachId, 9, 2, 0, 0, 1}};
@@ -200,10 +195,7 @@ TEST_F(ClientRegistry, TheFirstRegisteredGetsTheMessageOthersAreDropped)
 
 TEST_F(ClientRegistry, BothResourceNamesReachTheHandlerAndTheKindSelectsTheAction)
 {
-    const struct {
-        const char* name;
-        unsigned kind, selfChange, lastWasChange;
-        const char* text;
+    const struct { const char* name; unsigned kind, selfChange, lastWasChange; const char* text;
     } cases[] = {{"ClosedCaption", 0, 0, 0, "k0"}, {"NoteTake", 1, 1, 0, "k0"}, {"NoteTake", 1, 0, 1, "k0"},
                  {"NoteTake", 2, 0, 0, "k2"}, {"NoteTake", 77, 0, 0, "k2"}};
     for (const auto& c : cases) {

@@ -134,17 +134,8 @@ TEST_F(ClientReceive, EachCacheActionTakesInWhatItShould)
 {
     const std::string change = ChangeXml("remote text");
     const char* item = change.c_str();
-    const struct {
-        unsigned notepadType;
-        bool loaded, stopped;
-        unsigned cacheId;
-        int action;
-        short result;
-        const char* text;
-        int returned;
-        unsigned lastCacheId;
-        bool applied, listed, needSendAll;
-        Calls calls;
+    const struct { unsigned notepadType; bool loaded, stopped; unsigned cacheId; int action; short result;
+        const char* text; int returned; unsigned lastCacheId; bool applied, listed, needSendAll; Calls calls;
     } cases[] = {
         {2, false, false, 12, CACHE_ACTION_SUBSCRIBED, 0, "", 0, 12, false, false, false, {kSubscribe}},
         {2, false, true, 12, CACHE_ACTION_SUBSCRIBED, 0, "", 0, 12, false, false, false, {}},
@@ -219,13 +210,7 @@ protected:
 TEST_F(ClientPkiWalk, TheDefinedEndsOfTheWalk)
 {
     const std::string good = Sequence({Open("good")});
-    const struct {
-        std::string payload;
-        int result;
-        size_t opened;
-        const char* text;
-        unsigned kind;
-    } cases[] = {
+    const struct { std::string payload; int result; size_t opened; const char* text; unsigned kind; } cases[] = {
         {"", 0, 0, "before", 0},
         {good, 0, 0, "before", 0},
         {good + std::string(3, '\0'), 1, 0, "before", 0},

@@ -71,9 +71,7 @@ protected:
 TEST_F(ClientSend, CompareMsgFindsOneEditPrefixFirst)
 {
     const std::string b(256, 'L');  // bytes compared at once
-    const struct {
-        std::string oldText, panel, show, newText;
-        const char* found;  // offset, removed count, what is left of newText
+    const struct { std::string oldText, panel, show, newText; const char* found;  // offset, removed count, what is left of newText
     } cases[] = {
         {"abc", "abXc", "abXc", "abXc", "2 0 'X'"},
         {"aaa", "aa", "aa", "aa", "2 1 ''"},  // the prefix wins over the suffix
@@ -107,11 +105,7 @@ TEST_F(ClientSend, CompareMsgFindsOneEditPrefixFirst)
 
 TEST_F(ClientSend, ArgumentsAndEditFollowNotepadTypeAndRecordingStatus)
 {
-    const struct {
-        NOTETAKERTYPE type;
-        unsigned long nbrStatus;
-        unsigned flags, mode;
-        std::vector<std::string> sent;
+    const struct { NOTETAKERTYPE type; unsigned long nbrStatus; unsigned flags, mode; std::vector<std::string> sent;
     } cases[] = {
         {NOTETAKER_SINGLE, 0, 0x1000090, 2, {"0 0 hello/0", "5 0 hello\r\nworld/0", "0 7 world/0"}},
         {NOTETAKER_SINGLE, 3, 0x1000090, 2, {"0 0 hello/0", "5 0 hello\r\nworld/0", "0 7 world/0"}},
@@ -219,9 +213,7 @@ TEST_F(ClientSend, PackedItemsStoreOrCompressAndComeBackUnchanged)
 TEST_F(ClientSend, UnpackedItemsTrustNeitherLength)
 {
     const std::string stream = Deflated(std::string(400, 'z')), longer = Deflated(std::string(300, 'y'));
-    const struct {
-        std::string item, text;
-    } cases[] = {
+    const struct { std::string item, text; } cases[] = {
         {std::string(2, '\0'), "<0>"},
         {Item(0, 100000, "hello"), "hello"},  // a body length beyond the handle
         {Item(0, 0xFFFFFFFF, "hello"), "hello"},
@@ -276,10 +268,7 @@ TEST_F(ClientSend, TheWorkBufferIsCutGrownAndClampedToTheNotepad)
 
 TEST_F(ClientSend, EveryChangeNotInTheCacheIsResentWithCacheIdZero)
 {
-    const struct {
-        NOTETAKERTYPE type;
-        unsigned long status;
-        unsigned flagsNew;  // of a change not in the cache yet; one in it is always plain
+    const struct { NOTETAKERTYPE type; unsigned long status; unsigned flagsNew;  // of a change not in the cache yet; one in it is always plain
     } cases[] = {{NOTETAKER_SINGLE, 0, 0x1000090u},          {NOTETAKER_SINGLE, 3, 0x1000090u},
                  {NOTETAKER_SINGLE, 4, 0x1000000u},          {NOTETAKER_ALL_PARTICIPANTS, 1, 0x1000000u},
                  {NOTETAKER_CLOSED_CAPTIONS, 0, 0x1000000u}};

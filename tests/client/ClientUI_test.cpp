@@ -17,9 +17,7 @@ TEST(ClientUI, SwitchingTheNotepadTypeSetsTheLimitAndTheBufferAndResetsTheDocume
 {
     CClientHarness harness;
     CNoteClient& client = harness.Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
-    const struct {
-        NOTETAKERTYPE type;
-        unsigned maxLen, bufSize;
+    const struct { NOTETAKERTYPE type; unsigned maxLen, bufSize;
     } steps[] = {{NOTETAKER_CLOSED_CAPTIONS, 409600, 2457601}, {NOTETAKER_CLOSED_CAPTIONS, 409600, 2457601},
                  {NOTETAKER_SINGLE, 81920, 491521}, {NOTETAKER_ALL_PARTICIPANTS, 81920, 491521}};
     NOTETAKERTYPE previous = NOTETAKER_SINGLE;
@@ -53,13 +51,8 @@ TEST(ClientUI, SwitchingTheNotepadTypeSetsTheLimitAndTheBufferAndResetsTheDocume
 TEST(ClientUI, EachNotepadAndRoleGetsItsControlsInOrder)
 {
     const std::vector<int> controls = {NOTEUI_ENABLE_PUBLISH, NOTEUI_SHOW_PUBLISH, NOTEUI_SET_READ_ONLY};
-    const struct {
-        NOTETAKERTYPE type;
-        unsigned user;
-        const char* text;
-        std::vector<int> order;  // 2007 to 2009 as sent
-        bool readOnly, publishVisible, publishEnabled, clearsLastSave;
-    } rows[] = {
+    const struct { NOTETAKERTYPE type; unsigned user; const char* text; std::vector<int> order;  // 2007 to 2009 as sent
+        bool readOnly, publishVisible, publishEnabled, clearsLastSave; } rows[] = {
         {NOTETAKER_ALL_PARTICIPANTS, 1, "x", {2008, 2009}, false, false, false, false},
         {NOTETAKER_SINGLE, 1, "x", {2009, 2008, 2007}, false, true, true, false},
         {NOTETAKER_SINGLE, 1, "", {2009, 2008, 2007}, false, true, false, true},
@@ -99,11 +92,8 @@ TEST(ClientUI, EachNotepadAndRoleGetsItsControlsInOrder)
 
 TEST(ClientUI, AWriterBecomingReaderLosesTheUnsentEditsAReaderBecomingWriterMayPublish)
 {
-    const struct {
-        NOTETAKERTYPE type;
-        const char *agreed, *panelAfter;  // the shared text, CR LF
-        unsigned needAutoSave;
-    } cases[] = {{NOTETAKER_SINGLE, "agreed\r\ntext", "agreed\ntext", 0},
+    const struct { NOTETAKERTYPE type; const char *agreed, *panelAfter;  // the shared text, CR LF
+        unsigned needAutoSave; } cases[] = {{NOTETAKER_SINGLE, "agreed\r\ntext", "agreed\ntext", 0},
                  {NOTETAKER_SINGLE, "", "", 1},
                  {NOTETAKER_CLOSED_CAPTIONS, "said", "said", 0},
                  {NOTETAKER_ALL_PARTICIPANTS, "agreed", "agreed draft", 0}};  // private notes stay
@@ -135,12 +125,7 @@ TEST(ClientUI, AWriterBecomingReaderLosesTheUnsentEditsAReaderBecomingWriterMayP
 // The panel's query and the tick agree on the writer's Publish button.
 TEST(ClientUI, QueriesAndTheTickAnswerWhetherTheWriterCanPublish)
 {
-    const struct {
-        NOTETAKERTYPE type;
-        unsigned user;
-        const char* text;
-        unsigned hasContent;
-        int canPublish;  // 7: not answered, and no 2007 from the tick
+    const struct { NOTETAKERTYPE type; unsigned user; const char* text; unsigned hasContent; int canPublish;  // 7: not answered, and no 2007 from the tick
     } cases[] = {{NOTETAKER_SINGLE, 1, "x", 0, 1},           {NOTETAKER_SINGLE, 1, "", 1, 1},
                  {NOTETAKER_SINGLE, 1, "", 0, 0},            {NOTETAKER_CLOSED_CAPTIONS, 1, "x", 0, 1},
                  {NOTETAKER_SINGLE, 0, "x", 1, 7},           {NOTETAKER_ALL_PARTICIPANTS, 1, "x", 1, 7}};
@@ -195,11 +180,8 @@ TEST(ClientUI, NeedSaveFollowsTheTextUntilTheFirstSaveThenADifferenceSticks)
     CNoteClient& client = harness.Join(1, NOTETAKER_ALL_PARTICIPANTS, NOTE_USER_WRITER);
     Calls& calls = harness.SinkOf(client).m_vecCalls;
     client.m_bNeedAutoSave = 0;
-    const struct {
-        const char* typed;
-        bool save;  // saved after the tick
-        int needSave;
-        const char* told;
+    const struct { const char* typed; bool save;  // saved after the tick
+        int needSave; const char* told;
     } steps[] = {{"abc", false, 1, "SaveEnabled 1"}, {"", false, 0, "SaveEnabled 0"}, {"saved", true, 0, nullptr},
                  {"saved and more", false, 1, nullptr}, {"saved", false, 1, nullptr},
                  {"", false, 1, "SaveEnabled 1"}};  // an emptied note that was saved before is still worth saving
