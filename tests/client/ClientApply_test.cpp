@@ -100,7 +100,8 @@ TEST_F(ClientApply, AnAppliedChangeTellsHostAndPanelAnEmptyOneIsIgnored)
 {
     const std::vector<std::string> told = {"NeedSave 1", "SaveEnabled 1", "RemoteChange", "RemoteText 0"};
     const struct { NOTETAKERTYPE type; unsigned userType; const char *text, *removed; int countdown, result;
-        const char* merged; std::vector<std::string> calls; int countdownAfter; bool publishCleared;  // the captioner's Publish button follows the auto-save flag
+        // publishCleared: the captioner's Publish button follows the auto-save flag.
+        const char* merged; std::vector<std::string> calls; int countdownAfter; bool publishCleared;
     } cases[] = {
         {NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_READER, "", "3", 0, 0, "abc", {}, 0, false},
         {NOTETAKER_SINGLE, NOTE_USER_READER, "", "0", 0, 0, "abc", {}, 0, false},
@@ -181,7 +182,8 @@ TEST(ClientSaveList, LookupsFindTheEntryAWalkFromTheNewestFinds)
             break;
         case 9:
             if (rng() % 8 == 0)
-                client.m_nNotePadType = client.m_nNotePadType == NOTETAKER_SINGLE ? NOTETAKER_CLOSED_CAPTIONS : NOTETAKER_SINGLE;
+                client.m_nNotePadType =
+                    client.m_nNotePadType == NOTETAKER_SINGLE ? NOTETAKER_CLOSED_CAPTIONS : NOTETAKER_SINGLE;
             break;
         default: {
             CNoteChangeInfoPDU pdu = RandomChange(rng);

@@ -124,7 +124,8 @@ TEST_P(ClientCrashSafeDeathTest, AFullDiskLeavesTheOldDocumentAndNoAlert)
         setrlimit(RLIMIT_FSIZE, &small);
         m_pWriter->SetFileNeedSave(true);
         Write();
-        int wrong = (CClientTempDir::Read(m_strPath) != m_strOld) | (RemoveTemporaries() != 0) << 1 | (alerts != 0) << 2;
+        int wrong = (CClientTempDir::Read(m_strPath) != m_strOld) | (RemoveTemporaries() != 0) << 1;
+        wrong |= (alerts != 0) << 2;
         wrong |= ((GetParam() == kAutoSave ? m_pWriter->m_bNeedAutoSave : m_pWriter->m_bFileNeedSave) != 0) << 3;
         unsigned char ok = 9;
         NotifyCocoaUI(&PanelOf(*m_pWriter), NOTEUI_WRITE_FILE, const_cast<char*>(m_strPath.c_str()), &ok, nullptr);

@@ -18,7 +18,8 @@ const char kSubscribe[] = "Subscribe 21 44 0 3 255";
 
 long RegistryEntriesOf(const CNoteClient* client)
 {
-    return std::count_if(g_aApeCltMap.begin(), g_aApeCltMap.end(), [&](const tagApeCltMap* e) { return e->pClient == client; });
+    return std::count_if(g_aApeCltMap.begin(), g_aApeCltMap.end(),
+                         [&](const tagApeCltMap* e) { return e->pClient == client; });
 }
 
 class ClientCore : public ScriptedClientTest {
@@ -116,15 +117,16 @@ TEST_F(ClientCore, OnlyAStoredItemOfTheChangeOrSaveCacheMarksTheDocumentForAutoS
     m_client->m_nSaveCacheHandle = 9;
     ViewOf(*m_client).SetText("line one\nline two");
     const struct { unsigned attachId, cacheHandle; int action; short result; int returned; unsigned needAutoSave;
-    } cases[] = {{0, kCacheHandle, 1, 0, 1, 0}, {kAttachId, kCacheHandle, 1, 0, 0, 1}, {kAttachId, kCacheHandle, 2, 0, 0, 1},
-                 {kAttachId, kCacheHandle, 1, 19, 0, 0}, {kAttachId, kCacheHandle, 3, 0, 0, 0}, {kAttachId, 45, 1, 0, 0, 0},
-                 {kAttachId, 9, 2, 0, 0, 1}};
+    } cases[] = {{0, kCacheHandle, 1, 0, 1, 0},         {kAttachId, kCacheHandle, 1, 0, 0, 1},
+                 {kAttachId, kCacheHandle, 2, 0, 0, 1}, {kAttachId, kCacheHandle, 1, 19, 0, 0},
+                 {kAttachId, kCacheHandle, 3, 0, 0, 0}, {kAttachId, 45, 1, 0, 0, 0}, {kAttachId, 9, 2, 0, 0, 1}};
     for (const auto& c : cases) {
         SCOPED_TRACE(std::to_string(c.cacheHandle) + " action " + std::to_string(c.action));
         m_client->m_bNeedAutoSave = 0;
         m_client->m_strPublishMsg = "old";
-        EXPECT_EQ(m_client->ApeCacheActionConfirmEx(c.attachId, c.cacheHandle, tagCacheAction(c.action), 1, 0, c.result),
-                  c.returned);
+        EXPECT_EQ(
+            m_client->ApeCacheActionConfirmEx(c.attachId, c.cacheHandle, tagCacheAction(c.action), 1, 0, c.result),
+            c.returned);
         EXPECT_EQ(m_client->m_bNeedAutoSave, c.needAutoSave);
         EXPECT_EQ(m_client->m_strPublishMsg, c.needAutoSave ? "line one\r\nline two" : "old");
     }
@@ -213,7 +215,8 @@ TEST_F(ClientRegistry, MalformedWholeTextPayloadsNeitherCrashNorWipeTheNote)
     CNoteClient& client = *m_client;
     Send(0, "NoteTake", 0, "keep me");
     const std::string unit = BuildDataUnitEnvelope(33, 0, 0, "0123456789");
-    for (const std::string& payload : {std::string("ab"), unit.substr(0, 13), unit.substr(0, 20), std::string(14, '\xff'),
+    for (const std::string& payload : {std::string("ab"), unit.substr(0, 13), unit.substr(0, 20),
+                                       std::string(14, '\xff'),
                                        BuildDataUnitEnvelope(33, 0, 0, "x").replace(8, 4, "\xff\xff\xff\x7f", 4),
                                        BuildDataUnitEnvelope(0, 0, 0, "")}) {
         ARMMsg_SessRscInd message = ResourceMessage(payload);

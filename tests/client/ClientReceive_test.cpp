@@ -147,7 +147,7 @@ TEST_F(ClientReceive, EachCacheActionTakesInWhatItShould)
         {2, true, false, 9, CACHE_ACTION_REPLAYED, ARM_REFUSED, item, 0, 3, false, false, true, {kPut}},
         {2, true, false, 7, CACHE_ACTION_ADDED, 0, item, 1, 7, true, true, false, {}},
         {2, false, false, 21, CACHE_ACTION_KNOWN, 0, item, 1, 21, true, true, false, {}},
-        {2, false, false, 7, CACHE_ACTION_ADDED, 0, "<notecom ver=\"1.0\" mtype=\"3\"><broken", 0, 7, true, false, false, {}},
+        {2, false, false, 7, CACHE_ACTION_ADDED, 0, "<notecom ver=\"1.0\"><broken", 0, 7, true, false, false, {}},
         {1, false, false, 7, CACHE_ACTION_ADDED, 0, item, 0, 7, false, false, false, {}},
         {0, false, false, 7, CACHE_ACTION_KNOWN, 0, item, 0, 3, false, false, false, {}},
         {2, false, false, 0, CACHE_ACTION_ADDED, 0, item, 0, 0, false, false, false, {}},

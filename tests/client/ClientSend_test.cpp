@@ -58,7 +58,8 @@ protected:
         IArmService& service = *client.m_pArmService;
         unsigned handle = 0;
         service.ArmService_AllocMemHandle(static_cast<unsigned>(bytes.size()), &handle);
-        if (!bytes.empty()) service.ArmService_WriteMemHandle(handle, 0, bytes.data(), static_cast<unsigned>(bytes.size()));
+        if (!bytes.empty())
+            service.ArmService_WriteMemHandle(handle, 0, bytes.data(), static_cast<unsigned>(bytes.size()));
         const int done = client.DecompressPdu(handle);
         service.ArmService_FreeMemHandle(handle);
         return done ? std::string(client.m_pTextBuf) : "<0>";
@@ -71,7 +72,8 @@ protected:
 TEST_F(ClientSend, CompareMsgFindsOneEditPrefixFirst)
 {
     const std::string b(256, 'L');  // bytes compared at once
-    const struct { std::string oldText, panel, show, newText; const char* found;  // offset, removed count, what is left of newText
+    // found: offset, removed count, what is left of newText.
+    const struct { std::string oldText, panel, show, newText; const char* found;
     } cases[] = {
         {"abc", "abXc", "abXc", "abXc", "2 0 'X'"},
         {"aaa", "aa", "aa", "aa", "2 1 ''"},  // the prefix wins over the suffix
@@ -237,7 +239,8 @@ TEST_F(ClientSend, UnpackedItemsTrustNeitherLength)
     // A short item after a long one leaves nothing of the long one.
     EXPECT_EQ(Unpack(client, PackedPlain(std::string(5000, 'L'))), std::string(5000, 'L'));
     EXPECT_EQ(Unpack(client, PackedPlain("ab")), "ab");
-    EXPECT_TRUE(std::all_of(client.m_pTextBuf + 2, client.m_pTextBuf + client.m_nTextBufSize, [](char c) { return !c; }));
+    EXPECT_TRUE(
+        std::all_of(client.m_pTextBuf + 2, client.m_pTextBuf + client.m_nTextBufSize, [](char c) { return !c; }));
 }
 
 TEST_F(ClientSend, TheWorkBufferIsCutGrownAndClampedToTheNotepad)
@@ -268,7 +271,8 @@ TEST_F(ClientSend, TheWorkBufferIsCutGrownAndClampedToTheNotepad)
 
 TEST_F(ClientSend, EveryChangeNotInTheCacheIsResentWithCacheIdZero)
 {
-    const struct { NOTETAKERTYPE type; unsigned long status; unsigned flagsNew;  // of a change not in the cache yet; one in it is always plain
+    // flagsNew: of a change not in the cache yet; one in it is always plain.
+    const struct { NOTETAKERTYPE type; unsigned long status; unsigned flagsNew;
     } cases[] = {{NOTETAKER_SINGLE, 0, 0x1000090u},          {NOTETAKER_SINGLE, 3, 0x1000090u},
                  {NOTETAKER_SINGLE, 4, 0x1000000u},          {NOTETAKER_ALL_PARTICIPANTS, 1, 0x1000000u},
                  {NOTETAKER_CLOSED_CAPTIONS, 0, 0x1000000u}};
