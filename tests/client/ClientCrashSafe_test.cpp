@@ -1,11 +1,14 @@
-// Files that survive crashes and full disks. Each write of a document (auto-save, save, export)
-// runs in a child process that is killed at a random moment, or that meets a file-size limit
-// (EFBIG, as a full disk fails a write): the file on disk is always the old document or the
-// new one, whole (an auto-save file also loads), no temporary file stays after a failure, and
-// the user sees what a failed write shows: no alert, the auto-save marked done, a save's
-// need-save state cleared.
+// Files that survive crashes, full disks and hostile sizes. Each write of a document (auto-save,
+// save, export) runs in a child process that is killed at a random moment, or that meets a
+// file-size limit (EFBIG, as a full disk fails a write): the file on disk is always the old
+// document or the new one, whole (an auto-save file also loads), no temporary file stays after a
+// failure, and the user sees what a failed write shows: no alert, the auto-save marked done, a
+// save's need-save state cleared. Then the bounds on what hostile input may cost, which leave
+// legitimate documents alone.
 #include "ClientHarness.h"
 #include "ClientTempDir.h"
+#include "ClientTraceCapture.h"
+#include "ClientWire.h"
 #include "tessarinnote/notehostui.h"
 
 #include <gtest/gtest.h>
@@ -16,14 +19,14 @@
 #include <sys/wait.h>
 
 #include <chrono>
+#include <cstring>
 #include <random>
-#include <string>
 
 namespace {
 
 enum EWrite { kAutoSave, kSave, kExport };
 
-class CrashSafeDeathTest : public ::testing::TestWithParam<EWrite> {
+class ClientCrashSafeDeathTest : public ::testing::TestWithParam<EWrite> {
 protected:
     void SetUp() override
     {
@@ -79,7 +82,7 @@ protected:
     std::string m_strPath, m_strOld;
 };
 
-TEST_P(CrashSafeDeathTest, AKilledWriteLeavesTheOldOrTheNewDocument)
+TEST_P(ClientCrashSafeDeathTest, AKilledWriteLeavesTheOldOrTheNewDocument)
 {
     double seconds = 0;
     waitpid(StartWriting(&seconds), nullptr, 0);
@@ -109,7 +112,7 @@ TEST_P(CrashSafeDeathTest, AKilledWriteLeavesTheOldOrTheNewDocument)
 // The child's exit status has a bit for each fault: 1 old document changed, 2 temporary file
 // left, 4 alert shown, 8 state not cleared, 16 the panel's write reported success, 32 no write
 // once there was room again.
-TEST_P(CrashSafeDeathTest, AFullDiskLeavesTheOldDocumentAndNoAlert)
+TEST_P(ClientCrashSafeDeathTest, AFullDiskLeavesTheOldDocumentAndNoAlert)
 {
     auto writeUnderALimit = [this] {
         int alerts = 0;
@@ -121,7 +124,8 @@ TEST_P(CrashSafeDeathTest, AFullDiskLeavesTheOldDocumentAndNoAlert)
         setrlimit(RLIMIT_FSIZE, &small);
         m_pWriter->SetFileNeedSave(true);
         Write();
-        int wrong = (CClientTempDir::Read(m_strPath) != m_strOld) | (RemoveTemporaries() != 0) << 1 | (alerts != 0) << 2;
+        int wrong = (CClientTempDir::Read(m_strPath) != m_strOld) | (RemoveTemporaries() != 0) << 1;
+        wrong |= (alerts != 0) << 2;
         wrong |= ((GetParam() == kAutoSave ? m_pWriter->m_bNeedAutoSave : m_pWriter->m_bFileNeedSave) != 0) << 3;
         unsigned char ok = 9;
         NotifyCocoaUI(&PanelOf(*m_pWriter), NOTEUI_WRITE_FILE, const_cast<char*>(m_strPath.c_str()), &ok, nullptr);
@@ -132,6 +136,77 @@ TEST_P(CrashSafeDeathTest, AFullDiskLeavesTheOldDocumentAndNoAlert)
     EXPECT_EXIT(writeUnderALimit(), ::testing::ExitedWithCode(0), "");
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryWrite, CrashSafeDeathTest, ::testing::Values(kAutoSave, kSave, kExport));
+INSTANTIATE_TEST_SUITE_P(EveryWrite, ClientCrashSafeDeathTest, ::testing::Values(kAutoSave, kSave, kExport));
+
+// The text a packed item unpacks to in client's buffer.
+std::string Unpack(CNoteClient& client, const std::string& item)
+{
+    IArmService& service = *client.m_pArmService;
+    unsigned handle = 0;
+    service.ArmService_AllocMemHandle(static_cast<unsigned>(item.size()), &handle);
+    service.ArmService_WriteMemHandle(handle, 0, item.data(), static_cast<unsigned>(item.size()));
+    client.DecompressPdu(handle);
+    service.ArmService_FreeMemHandle(handle);
+    return std::string(client.m_pTextBuf, strnlen(client.m_pTextBuf, client.m_nTextBufSize));
+}
+
+// Once an item announcing more than the buffer has grown it, a text longer than the buffer a
+// notepad starts with can be unpacked: it comes from no notepad and is dropped, inflated or
+// taken as it is; one that fits is kept.
+TEST(ClientCrashSafe, TextsLongerThanANotepadsBufferAreDropped)
+{
+    CClientTraceCapture quiet;
+    CClientHarness harness;
+    CNoteClient& client = harness.Join(11, NOTETAKER_SINGLE, NOTE_USER_WRITER);
+    const size_t longest = CNoteClient::BufSizeFor(client.m_nMaxTextLen) - 1;
+    for (size_t length : {longest, longest + 1}) {
+        SCOPED_TRACE(length);
+        const std::string text(length, 'a');
+        const std::string stream = Deflated(text);
+        const std::string inflated = Unpack(client, Item(0xFFFFFFFFu, uint32_t(stream.size()), stream));
+        EXPECT_EQ(inflated.size(), length <= longest ? length : 0u);
+        // Not a stream: the body is taken as plain text.
+        const std::string plain = Unpack(client, Item(0xFFFFFFFFu, uint32_t(length), text));
+        EXPECT_EQ(plain.size(), length <= longest ? length : 0u);
+    }
+}
+
+// Each Return of a captioner is one change of the document, so a history of empty lines is the
+// largest document a meeting writes: past 64 MiB from some 225,000 Returns on. It loads back
+// whole. (Not under the sanitizer: it checks a size limit, not memory, and would take gigabytes.)
+TEST(ClientCrashSafe, TheLongestCaptionHistoriesLoadBackOnRejoin)
+{
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "a size limit, not memory safety";
+#endif
+    CClientTraceCapture quiet;
+    CClientTempDir dir;
+    ASSERT_TRUE(dir.Ok());
+    const std::string path = dir.File("captions.xml");
+    const size_t returns = 240000;
+    CClientHarness harness;
+    CNoteClient& writer = harness.Join(11, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_WRITER, path);
+    PressReturnAtEnd(harness, writer);
+    PressReturnAtEnd(harness, writer);
+    // The other Returns as the client records them, without driving the panel for each.
+    std::vector<CNoteChangeInfoPDU>& changes = writer.m_SaveInfo.m_vecChangeInfoPdu;
+    ASSERT_EQ(changes.size(), 2u);
+    const CNoteChangeInfoPDU last = changes.back();
+    for (size_t i = changes.size(); i < returns; ++i) {
+        changes.push_back(last);
+        changes.back().SetOffSet(static_cast<int>(2 * i), 0);
+        changes.back().SetCacheId(static_cast<int>(i + 1));
+    }
+    harness.Type(writer, std::string(returns, '\n'));
+    writer.MeetingLost(1);  // writes the auto-save file
+    const std::string shown = harness.PanelText(writer);
+    harness.Leave(writer);
+    ASSERT_GT(CClientTempDir::Read(path).size(), 64u << 20);
+
+    CNoteClient& back = harness.Join(11, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_WRITER, path);
+    EXPECT_EQ(back.m_SaveInfo.m_vecChangeInfoPdu.size(), returns);
+    const std::string text = harness.PanelText(back);
+    EXPECT_TRUE(text == shown) << text.size() << " bytes shown instead of " << shown.size();
+}
 
 }  // namespace
