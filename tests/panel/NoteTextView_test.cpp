@@ -3,7 +3,9 @@
 #include "ControllerFixture.h"
 #include "panel/NoteView.h"
 
-#include <algorithm>
+#include <set>
+#include <vector>
+#include <utility>
 
 namespace {
 
@@ -87,21 +89,12 @@ TEST_F(TextViewTest, ReturnInCaptionsPublishesAndCommitsTheLine)
 TEST_F(TextViewTest, EachNotepadHasItsMenu)
 {
     m_controller.setSink(&m_sink);
-    struct {
-        int type;
-        std::vector<int> missing;
-    } const cases[] = {
-        {1, {NOTEMENU_PUBLISH}},
-        {2, {}},
-        {3, {NOTEMENU_CUT, NOTEMENU_DELETE, NOTEMENU_PUBLISH}},
-        {0, {10, 11, 12, 13, 14, 15, 16}},
-    };
-    for (const auto& c : cases) {
-        SetInt(NOTEUI_SET_NOTEPAD_TYPE, c.type);
+    const std::pair<int, std::set<int>> cases[] = {{1, {NOTEMENU_PUBLISH}}, {2, {}},
+        {3, {NOTEMENU_CUT, NOTEMENU_DELETE, NOTEMENU_PUBLISH}}, {0, {10, 11, 12, 13, 14, 15, 16}}};
+    for (const auto& [type, missing] : cases) {
+        SetInt(NOTEUI_SET_NOTEPAD_TYPE, type);
         for (int tag = NOTEMENU_CUT; tag <= NOTEMENU_PUBLISH; ++tag) {
-            const bool missing =
-                std::find(c.missing.begin(), c.missing.end(), tag) != c.missing.end();
-            EXPECT_EQ(missing, m_view->MenuItemState(tag) == -1) << c.type << " " << tag;
+            EXPECT_EQ(missing.count(tag) == 1, m_view->MenuItemState(tag) == -1) << type << " " << tag;
         }
     }
     // Save follows the client's need to save.
@@ -117,14 +110,10 @@ TEST(NoteViewGeometry, ButtonsSitBottomRightAndTheTextFillsTheRest)
 {
     const NotePanelLayout layout = LayoutNotePanel(400.5, 300, 60, 70);
     EXPECT_FLOAT_EQ(400.5f - 4 - 10 - 60 - 70, static_cast<float>(layout.publish.x));
-    EXPECT_EQ(4, layout.publish.y);
-    EXPECT_EQ(70, layout.publish.width);
-    EXPECT_EQ(24, layout.publish.height);
-    EXPECT_EQ(330, layout.save.x);  // 330.5 truncated
-    EXPECT_EQ(60, layout.save.width);
-    EXPECT_EQ(33, layout.text.y);
-    EXPECT_EQ(400.5, layout.text.width);
-    EXPECT_EQ(300 - 8 - 24 - 1, layout.text.height);
+    // publish y, width, height; save x (330.5 truncated), width; text y, width, height
+    EXPECT_EQ((std::vector<double>{4, 70, 24, 330, 60, 33, 400.5, 300 - 8 - 24 - 1}),
+              (std::vector<double>{layout.publish.y, layout.publish.width, layout.publish.height, layout.save.x,
+                                   layout.save.width, layout.text.y, layout.text.width, layout.text.height}));
     EXPECT_EQ(10 + 32.5, NoteViewSeparatorY(10));
 }
 

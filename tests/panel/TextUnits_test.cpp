@@ -10,23 +10,13 @@ namespace {
 
 TEST(TextUnits, LengthAndPrefixes)
 {
-    struct {
-        std::string text;
-        unsigned length;
-        unsigned units;   // prefix asked for
-        size_t bytes;     // bytes of that prefix
-    } const cases[] = {
-        {"", 0, 3, 0},
-        {"abc", 3, 2, 2},
-        {"abc", 3, 9, 3},
-        {"\xC3\xA9t\xC3\xA9", 3, 2, 3},                 // two-byte characters
-        {"\xE2\x82\xAC!", 2, 1, 3},                     // three bytes, one unit
-        {"a\xF0\x9F\x98\x80z", 4, 2, 1},                // the pair is not split
-        {"a\xF0\x9F\x98\x80z", 4, 3, 5},
-        {"\xFF\xC3", 2, 1, 1},                          // stray and truncated bytes
-        {"\xE2\x28\xA1", 3, 3, 3},                      // bad continuation
-        {"\xC0\xAF", 2, 2, 2},                          // overlong lead
-        {std::string("a\0b", 3), 3, 2, 2},              // a zero byte is a character
+    // text, its length, a prefix asked for in units, and the bytes of that prefix
+    struct { std::string text; unsigned length, units; size_t bytes; } const cases[] = {
+        {"", 0, 3, 0}, {"abc", 3, 2, 2}, {"abc", 3, 9, 3},
+        {"\xC3\xA9t\xC3\xA9", 3, 2, 3}, {"\xE2\x82\xAC!", 2, 1, 3},  // two and three bytes, one unit
+        {"a\xF0\x9F\x98\x80z", 4, 2, 1}, {"a\xF0\x9F\x98\x80z", 4, 3, 5},  // the pair is not split
+        {"\xFF\xC3", 2, 1, 1}, {"\xE2\x28\xA1", 3, 3, 3}, {"\xC0\xAF", 2, 2, 2},  // stray, truncated, bad, overlong
+        {std::string("a\0b", 3), 3, 2, 2},  // a zero byte is a character
     };
     for (const auto& c : cases) {
         EXPECT_EQ(c.length, Utf16Length(c.text)) << c.text;

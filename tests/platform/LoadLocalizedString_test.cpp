@@ -20,64 +20,40 @@ namespace {
 const char kPrivilegeFormat[] =
     "You cannot replace \"%s\" because you do not have the right privileges.";
 
-std::string Localized(const char* key) { return GetLocalizedString(key, kTessarinNoteBundleId, nullptr); }
 
-TEST(LocalizedString, TranslatesPerLanguage)
+// Lookups per language. Keys the catalogue lacks come back as they are (the empty msgid is the
+// catalogue's header, never a text); other bundles have no owned string at all, and the
+// program's own catalogue (no bundle named) and tables other than the default are not the
+// plug-in's. The environment's language list comes first.
+TEST(LocalizedString, LanguagesMissingKeysOtherBundlesAndTables)
 {
-    struct Case {
-        const char *language, *key, *text;
-    } cases[] = {
-        {"en", "Closed Captions.txt", "Closed Captions.txt"},
-        {"de", "Save", "Speichern"},
-        {"de", kPrivilegeFormat,
-         "\xe2\x80\x9e%s\xe2\x80\x9c kann nicht ersetzt werden, da Sie nicht \xc3\xbc"
-         "ber die erforderlichen Berechtigungen verf\xc3\xbcgen."},
-        {"fr", "Save", "Enregistrer"},
-        {"fr", "Velmar Zentor Closed Captions", "Velmar Zentor Sous-titres"},
+    const char* note = kTessarinNoteBundleId;
+    const struct { const char *language, *key, *bundle, *table, *text; bool owned; } cases[] = {
+        {"en", "Closed Captions.txt", note, nullptr, "Closed Captions.txt", true},
+        {"de", kPrivilegeFormat, note, nullptr, "\xe2\x80\x9e%s\xe2\x80\x9c kann nicht ersetzt werden, da Sie nicht \xc3\xbc"
+         "ber die erforderlichen Berechtigungen verf\xc3\xbcgen.", true},
+        {"fr", "Save", note, nullptr, "Enregistrer", true},
+        {"fr", "Velmar Zentor Closed Captions", note, nullptr, "Velmar Zentor Sous-titres", true},
+        {"de", "No such text in any catalogue", note, nullptr, "No such text in any catalogue", true},
+        {"de", "", note, nullptr, "", true}, {"de", nullptr, note, nullptr, "", false},
+        {"de", "Save", "com.example.other", nullptr, "Save", false}, {"de", "Save", nullptr, nullptr, "Save", true},
+        {"de", "Save", note, "Localizable", "Speichern", true}, {"de", "Save", note, "Other", "Save", true},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(std::string(c.language) + ": " + c.key);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.language) + " " + (c.key ? c.key : "(null)") + " " + (c.bundle ? c.bundle : "(null)") + " " + (c.table ? c.table : ""));
         CScopedLanguage language(c.language);
-        EXPECT_EQ(Localized(c.key), c.text);
-        std::unique_ptr<char[]> owned(GetLocalizedCFString(c.key, kTessarinNoteBundleId, nullptr));
-        ASSERT_NE(owned, nullptr);
-        EXPECT_STREQ(owned.get(), c.text);
+        EXPECT_EQ(GetLocalizedString(c.key, c.bundle, c.table), c.text);
+        std::unique_ptr<char[]> owned(GetLocalizedCFString(c.key, c.bundle, c.table));
+        EXPECT_EQ(owned != nullptr, c.owned);
+        if (owned) {
+            EXPECT_STREQ(owned.get(), c.text);
+        }
     }
-}
-
-TEST(LocalizedString, MissingEmptyAndNullKeys)
-{
-    CScopedLanguage german("de");
-    EXPECT_EQ(Localized("No such text in any catalogue"), "No such text in any catalogue");
-    // The empty msgid is the catalogue's header, which must never be shown as a text.
-    EXPECT_EQ(Localized(""), "");
-    std::unique_ptr<char[]> empty(GetLocalizedCFString("", kTessarinNoteBundleId, nullptr));
-    ASSERT_NE(empty, nullptr);
-    EXPECT_STREQ(empty.get(), "");
-    EXPECT_EQ(GetLocalizedString(nullptr, kTessarinNoteBundleId, nullptr), "");
-    EXPECT_EQ(GetLocalizedCFString(nullptr, kTessarinNoteBundleId, nullptr), nullptr);
-}
-
-TEST(LocalizedString, OtherBundlesAndTables)
-{
-    CScopedLanguage german("de");
-    // A bundle that is not loaded: no owned string at all; the plain lookup gives the key.
-    EXPECT_EQ(GetLocalizedCFString("Save", "com.example.other", nullptr), nullptr);
-    EXPECT_EQ(GetLocalizedString("Save", "com.example.other", nullptr), "Save");
-    // The program's own catalogue (no bundle named) is not the plug-in's.
-    EXPECT_EQ(GetLocalizedString("Save", nullptr, nullptr), "Save");
-    // The plug-in has only its default table.
-    EXPECT_EQ(GetLocalizedString("Save", kTessarinNoteBundleId, "Localizable"), "Speichern");
-    EXPECT_EQ(GetLocalizedString("Save", kTessarinNoteBundleId, "Other"), "Save");
-}
-
-TEST(LocalizedString, EnvironmentLanguageListComesFirst)
-{
     CScopedLanguage german("de");
     if (!german.RealLocale()) GTEST_SKIP() << "de_DE.UTF-8 missing; run scripts/setup.sh";
     setenv("LANGUAGE", "fr:de", 1);
     ++_nl_msg_cat_cntr;
-    EXPECT_EQ(Localized("Publish"), "Publier");
+    EXPECT_EQ(GetLocalizedString("Publish", note, nullptr), "Publier");
 }
 
 // ---- Catalogue directory ----

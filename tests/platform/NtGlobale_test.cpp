@@ -9,6 +9,7 @@
 #include <string.h>
 
 #include <memory>
+#include <utility>
 #include <random>
 #include <string>
 #include <vector>
@@ -72,22 +73,6 @@ void LiteralWin2(const std::string& in, std::string& out)
     LiteralWin(work.data(), out);
 }
 
-std::string LiteralWin3(const char* in)
-{
-    std::string out;
-    for (size_t i = 0; in[i] != '\0'; ++i) {
-        if (in[i] == '\n') {
-            out += "\r\n";
-        } else if (in[i] == '\r') {
-            out += "\r\n";
-            if (in[i + 1] == '\n') ++i;
-        } else {
-            out += in[i];
-        }
-    }
-    return out;
-}
-
 // false when the replacing did not end within the step limit.
 bool LiteralReplace(std::string& text, const std::string& from, const std::string& to)
 {
@@ -106,55 +91,41 @@ std::string Win3(const std::string& in)
     return out ? std::string(out.get()) : "<null>";
 }
 
-// ---- Documented cases ----
-
+// CR and LF written out as C escapes; "<null>" is a null result of ConvertToWinText3. The
+// conversions stop at the first zero byte.
 struct CConversionCase {
-    std::string in;
-    std::string mac, win, win2, win3;
-};
-
-// CR and LF written out as C escapes; "<null>" is a null result of ConvertToWinText3.
-const CConversionCase kConversions[] = {
-    {"a\r\nb", "a\nb", "a\r\nb", "a\r\nb", "a\r\nb"},
-    {"a\rb", "a\rb", "a\r\nb", "a\r\nb", "a\r\nb"},
-    {"a\nb", "a\nb", "a\nb", "a\r\nb", "a\r\nb"},
-    {"\r\r", "\r\r", "\r\n\r\n", "\r\n\r\n", "\r\n\r\n"},
-    {"\n\n", "\n\n", "\n\n", "\r\n\r\n", "\r\n\r\n"},
-    {"\r\n\n", "\n\n", "\r\n\n", "\r\n\r\n", "\r\n\r\n"},
-    {"\r\n\r", "\n\r", "\r\n\r\n", "\r\n\r\n", "\r\n\r\n"},
-    {"\n\r", "\n\r", "\n\r\n", "\r\n\r\n", "\r\n\r\n"},
-    {"x\r\r\ny\n\n\rz", "x\r\ny\n\n\rz", "x\r\n\r\ny\n\n\r\nz", "x\r\n\r\ny\r\n\r\n\r\nz",
-     "x\r\n\r\ny\r\n\r\n\r\nz"},
+    std::string in, mac, win, win2, win3;
+} const kConversions[] = {
+    {"a\r\nb", "a\nb", "a\r\nb", "a\r\nb", "a\r\nb"}, {"a\rb", "a\rb", "a\r\nb", "a\r\nb", "a\r\nb"},
+    {"a\nb", "a\nb", "a\nb", "a\r\nb", "a\r\nb"}, {"\r\r", "\r\r", "\r\n\r\n", "\r\n\r\n", "\r\n\r\n"},
+    {"\n\n", "\n\n", "\n\n", "\r\n\r\n", "\r\n\r\n"}, {"\r\n\n", "\n\n", "\r\n\n", "\r\n\r\n", "\r\n\r\n"},
+    {"\r\n\r", "\n\r", "\r\n\r\n", "\r\n\r\n", "\r\n\r\n"}, {"\n\r", "\n\r", "\n\r\n", "\r\n\r\n", "\r\n\r\n"},
+    {"x\r\r\ny\n\n\rz", "x\r\ny\n\n\rz", "x\r\n\r\ny\n\n\r\nz", "x\r\n\r\ny\r\n\r\n\r\nz", "x\r\n\r\ny\r\n\r\n\r\nz"},
     {"no line end", "no line end", "no line end", "no line end", "no line end"},
+    {"a\r\n\0b\r\n"s, "a\n", "a\r\n", "a\r\n", "a\r\n"}, {"a\r\0\nb"s, "a\r", "a\r\n", "a\r\n", "a\r\n"},
+    {"\0abc"s, "", "", "", "<null>"},  // not empty, so out is replaced even for Mac
+    // Ends in CR after a zero: only text through the last lone CR survives.
+    {"x\ry\0z\r"s, "x\ry", "x\r\n", "x\r\ny", "x\r\ny"}, {"xy\0\r"s, "xy", "", "xy", "xy"},
 };
 
-// All four conversions of c.in, each into a string that held other text and into the input
-// string itself.
-void ExpectConversions(const CConversionCase& c)
-{
-    SCOPED_TRACE(::testing::PrintToString(c.in));
-    const struct {
-        void (*convert)(const std::string&, std::string&);
-        const std::string& want;
-    } conversions[] = {{ConvertToMacText, c.mac}, {ConvertToWinText, c.win}, {ConvertToWinText2, c.win2}};
-    for (const auto& k : conversions) {
-        std::string out = "old";
-        k.convert(c.in, out);
-        EXPECT_EQ(out, k.want);
-        out = c.in;
-        k.convert(out, out);
-        EXPECT_EQ(out, k.want);
-    }
-    EXPECT_EQ(Win3(c.in), c.win3);
-}
-
+// All four conversions of each case, each into a string that held other text and into the
+// input string itself.
 TEST(LineEnds, DocumentedConversions)
 {
-    for (const CConversionCase& c : kConversions) ExpectConversions(c);
-}
-
-TEST(LineEnds, EmptyInput)
-{
+    for (const CConversionCase& c : kConversions) {
+        SCOPED_TRACE(::testing::PrintToString(c.in));
+        const std::pair<void (*)(const std::string&, std::string&), const std::string*> conversions[] = {
+            {ConvertToMacText, &c.mac}, {ConvertToWinText, &c.win}, {ConvertToWinText2, &c.win2}};
+        for (const auto& [convert, want] : conversions) {
+            std::string out = "old";
+            convert(c.in, out);
+            EXPECT_EQ(out, *want);
+            out = c.in;
+            convert(out, out);
+            EXPECT_EQ(out, *want);
+        }
+        EXPECT_EQ(Win3(c.in), c.win3);
+    }
     std::string out = "kept";
     ConvertToMacText("", out);
     EXPECT_EQ(out, "kept");  // unlike the Win conversions
@@ -167,186 +138,108 @@ TEST(LineEnds, EmptyInput)
     EXPECT_EQ(ConvertToWinText3(""), nullptr);
 }
 
-TEST(LineEnds, StopAtFirstZeroByte)
-{
-    const CConversionCase cases[] = {
-        {"a\r\n\0b\r\n"s, "a\n", "a\r\n", "a\r\n", "a\r\n"},
-        {"a\r\0\nb"s, "a\r", "a\r\n", "a\r\n", "a\r\n"},
-        {"\0abc"s, "", "", "", "<null>"},  // not empty, so out is replaced even for Mac
-        // Ends in CR after a zero: only text through the last lone CR survives.
-        {"x\ry\0z\r"s, "x\ry", "x\r\n", "x\r\ny", "x\r\ny"},
-        {"xy\0\r"s, "xy", "", "xy", "xy"},
-    };
-    for (const CConversionCase& c : cases) ExpectConversions(c);
-}
-
 // ---- One pass against the step-by-step forms ----
 
 // Texts of up to 300 bytes: line ends only, letters with only LF, only CR or only CR LF (the
 // conversions have shortcuts for those), or everything mixed, sometimes with a zero byte.
-std::string RandomText(std::mt19937& rng)
-{
-    std::uniform_int_distribution<int> length(0, 300), pick(0, 99);
-    const int mode = pick(rng);
-    const int size = length(rng);
-    std::string s;
-    while (int(s.size()) < size) {
-        const int p = pick(rng);
-        const char letter = char('a' + p % 26);
-        if (mode < 15)
-            s += "\r\n"[p & 1];
-        else if (mode < 35)
-            s += p < 15 ? '\n' : letter;
-        else if (mode < 55)
-            s += p < 15 ? '\r' : letter;
-        else if (mode < 70)
-            s += p < 15 ? std::string("\r\n") : std::string(1, letter);
-        else if (p < 12)
-            s += '\r';
-        else if (p < 24)
-            s += '\n';
-        else if (p == 24 && mode > 90)
-            s += '\0';
-        else
-            s += letter;
-    }
-    return s;
-}
-
 // The conversions write into out's buffer as far as its size goes and make it longer where that
 // runs short, part-way through the text: out starts with any size, and must not matter.
 TEST(LineEnds, OnePassMatchesStepByStep)
 {
     std::mt19937 rng(20240611);
+    std::uniform_int_distribution<int> length(0, 300), pick(0, 99);
     for (int round = 0; round < 4000; ++round) {
-        const std::string in = RandomText(rng);
+        const int mode = pick(rng), size = length(rng);
+        const std::string pieces[] = {"\r", "\n", "\r\n", "\0"s};
+        std::string in;
+        while (int(in.size()) < size) {
+            const int p = pick(rng);
+            const std::string letter(1, char('a' + p % 26));
+            if (mode < 15) in += pieces[p & 1];
+            else if (mode < 70) in += p < 15 ? pieces[(mode - 15) / 20] : letter;
+            else in += p < 24 ? pieces[p / 12] : p == 24 && mode > 90 ? pieces[3] : letter;
+        }
         const std::string held(rng() % (2 * in.size() + 120), '#');
         SCOPED_TRACE(::testing::PrintToString(in) + ", out held " + std::to_string(held.size()));
-        std::string want = held, got = held;
-        LiteralMac(in, want);
-        ConvertToMacText(in, got);
-        ASSERT_EQ(got, want);
-        got = held;
-        LiteralWin(in, want);
-        ConvertToWinText(in, got);
-        ASSERT_EQ(got, want);
-        got = held;
-        LiteralWin2(in, want);
-        ConvertToWinText2(in, got);
-        ASSERT_EQ(got, want);
-        ASSERT_EQ(Win3(in), in.c_str()[0] ? LiteralWin3(in.c_str()) : "<null>");
+        const std::pair<void (*)(const std::string&, std::string&), void (*)(const std::string&, std::string&)> pairs[] = {
+            {ConvertToMacText, LiteralMac}, {ConvertToWinText, LiteralWin}, {ConvertToWinText2, LiteralWin2}};
+        for (const auto& [convert, literal] : pairs) {
+            std::string want = held, got = held;
+            literal(in, want);
+            convert(in, got);
+            ASSERT_EQ(got, want);
+        }
+        std::string win2;  // ConvertToWinText3 is ConvertToWinText2 with a null result for no text
+        LiteralWin2(in, win2);
+        ASSERT_EQ(Win3(in), win2.empty() ? "<null>" : win2);
     }
 }
 
-// ---- strReplaceRow ----
-
-TEST(StrReplaceRow, SearchResumesAFromLengthAfterTheMatch)
+// The search resumes from's length after a match: the documented cases, then random texts
+// against the step-by-step form.
+TEST(StrReplaceRow, DocumentedCasesAndStepByStep)
 {
-    struct Case {
-        std::string text, from, to, result;
-    } cases[] = {
+    struct { std::string text, from, to, result; } const cases[] = {
         {"x\r\n\r\ny", "\r\n", "\n", "x\n\r\ny"},  // the shortening skip
-        {"aaaa", "aa", "b", "baa"},           // resumes at 2 of "baa": the a at 1 is skipped
-        {"a\0b\0c"s, "\0"s, "-", "a-b-c"},  // zero bytes are ordinary bytes here
-        {"abc", "", "x", "abc"},             // an empty from changes nothing
-        // After ab -> abab the search resumes inside the inserted ab; replacing would never
-        // end, so it stops there.
-        {"ab-", "ab", "abab", "abab-"},
-        // A match from inside the inserted text into the old one is replaced.
-        {"abb", "ab", "xya", "xyxya"},
+        {"aaaa", "aa", "b", "baa"},               // resumes at 2 of "baa": the a at 1 is skipped
+        {"a\0b\0c"s, "\0"s, "-", "a-b-c"}, {"abc", "", "x", "abc"},
+        // After ab -> abab the search resumes inside the inserted ab; replacing would never end,
+        // so it stops there. A match from inside the inserted text into the old one is replaced.
+        {"ab-", "ab", "abab", "abab-"}, {"abb", "ab", "xya", "xyxya"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(::testing::PrintToString(c.text));
+    for (const auto& c : cases) {
         std::string text = c.text;
         EXPECT_TRUE(strReplaceRow(text, c.from, c.to));
-        EXPECT_EQ(text, c.result);
+        EXPECT_EQ(text, c.result) << ::testing::PrintToString(c.text);
     }
-}
-
-TEST(StrReplaceRow, MatchesStepByStepOnRandomTexts)
-{
     std::mt19937 rng(7);
-    std::uniform_int_distribution<int> len(0, 40), shortLen(0, 4), letter(0, 3);
-    auto word = [&](int n) {
+    auto word = [&rng](int n) {
         std::string s;
-        for (int i = 0; i < n; ++i) s += "ab\r\n"[letter(rng)];
+        for (int i = 0; i < n; ++i) s += "ab\r\n"[rng() % 4];
         return s;
     };
     int compared = 0;
     for (int round = 0; round < 5000; ++round) {
-        std::string text = word(len(rng));
-        const std::string from = word(1 + shortLen(rng) % 3), to = word(shortLen(rng));
-        std::string literal = text;
+        std::string text = word(rng() % 41), literal = text;
+        const std::string from = word(1 + rng() % 5 % 3), to = word(rng() % 5);
         if (!LiteralReplace(literal, from, to)) continue;  // never ends; covered above
-        SCOPED_TRACE(::testing::PrintToString(text) + " " + ::testing::PrintToString(from) +
-                     " -> " + ::testing::PrintToString(to));
         ASSERT_TRUE(strReplaceRow(text, from, to));
-        ASSERT_EQ(text, literal);
+        ASSERT_EQ(text, literal) << ::testing::PrintToString(literal) << " " << ::testing::PrintToString(from) << " -> " << ::testing::PrintToString(to);
         ++compared;
     }
     EXPECT_GT(compared, 4000) << compared;
 }
 
-// ---- SplitPath ----
-
-TEST(SplitPath, Parts)
+TEST(SplitPath, PartsNullArgumentsAndSizedOutputs)
 {
-    struct Case {
-        const char *path, *dir, *name, *ext;
-    } cases[] = {
-        {"/Users/a/Notes.txt", "/Users/a/", "Notes.txt", ".txt"},
-        {"file.txt", "", "file.txt", ".txt"},
-        {"/tmp/", "/tmp/", "", ""},
-        {"/a.b/c", "/a.b/", "c", ".b/c"},  // the last dot of the whole path
-        {"noext", "", "noext", ""},
-        {"/", "/", "", ""},
-        {".hidden", "", ".hidden", ".hidden"},
-        {"", "", "", ""},
-        {"a/b.c.d", "a/", "b.c.d", ".d"},
+    struct { const char *path, *dir, *name, *ext; } const cases[] = {
+        {"/Users/a/Notes.txt", "/Users/a/", "Notes.txt", ".txt"}, {"file.txt", "", "file.txt", ".txt"},
+        {"/tmp/", "/tmp/", "", ""}, {"/a.b/c", "/a.b/", "c", ".b/c"},  // the last dot of the whole path
+        {"noext", "", "noext", ""}, {"/", "/", "", ""}, {".hidden", "", ".hidden", ".hidden"},
+        {"", "", "", ""}, {"a/b.c.d", "a/", "b.c.d", ".d"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.path);
-        char dir[64], name[64], ext[64];
-        memset(dir, 'x', sizeof dir);
-        memset(name, 'x', sizeof name);
-        memset(ext, 'x', sizeof ext);
+    for (const auto& c : cases) {
+        char dir[64] = "x", name[64] = "x", ext[64] = "x";
         SplitPath(c.path, dir, name, ext);
-        EXPECT_STREQ(dir, c.dir);
-        EXPECT_STREQ(name, c.name);
-        EXPECT_STREQ(ext, c.ext);
+        EXPECT_EQ(std::string(dir) + "|" + name + "|" + ext, std::string(c.dir) + "|" + c.name + "|" + c.ext) << c.path;
     }
-}
-
-TEST(SplitPath, NullArgumentsAreSkipped)
-{
-    char name[16] = "untouched";
+    char name[16] = "untouched", ext[16] = "";
     SplitPath(nullptr, nullptr, name, nullptr);
     EXPECT_STREQ(name, "untouched");
-    SplitPath("/x/y.z", nullptr, nullptr, nullptr);  // nothing wanted: nothing to crash on
-    char ext[16] = "";
     SplitPath("/x/y.z", nullptr, nullptr, ext);
     EXPECT_STREQ(ext, ".z");
-    SplitPath("/x/y.z", nullptr, name, nullptr);
-    EXPECT_STREQ(name, "y.z");
-}
 
-TEST(SplitPath, SizedOutputsAreCutWithoutSplittingCharacters)
-{
-    // "/d/" then a name of three two-byte characters.
-    const char* path = "/d/\xc3\xa4\xc3\xb6\xc3\xbc.t";
-    char name[8];
+    // "/d/" then a name of three two-byte characters: a cut never splits a character, and
+    // nothing is written past the size given.
     memset(name, 'x', sizeof name);
-    SplitPath(path, nullptr, 0, name, 4, nullptr, 0);
-    EXPECT_STREQ(name, "\xc3\xa4");  // a third byte would split the second character
-    EXPECT_EQ(name[4], 'x');         // nothing written past the size given
-
+    SplitPath("/d/\xc3\xa4\xc3\xb6\xc3\xbc.t", nullptr, 0, name, 4, nullptr, 0);
+    EXPECT_STREQ(name, "\xc3\xa4");
+    EXPECT_EQ(name[4], 'x');
     char dir[3];
     SplitPath("/long/dir/x", dir, sizeof dir, nullptr, 0, nullptr, 0);
     EXPECT_STREQ(dir, "/l");
-
-    char ext[4] = "old";
     SplitPath("a.txt", nullptr, 0, nullptr, 0, ext, 0);  // size 0: left alone
-    EXPECT_STREQ(ext, "old");
+    EXPECT_STREQ(ext, ".z");
 }
 
 }  // namespace

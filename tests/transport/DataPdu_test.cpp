@@ -6,27 +6,25 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <climits>
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace {
 
-void PutLE(std::string& out, uint32_t value, int bytes)
-{
-    for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>((value >> (8 * i)) & 0xFF));
-}
-
-// A header whose length field says len, whatever follows it.
+// A header whose length field says len, whatever follows it: little-endian fields.
 std::string Header(int32_t from, int32_t to, int32_t len, uint16_t flag)
 {
     std::string out;
-    PutLE(out, static_cast<uint32_t>(from), 4);
-    PutLE(out, static_cast<uint32_t>(to), 4);
-    PutLE(out, static_cast<uint32_t>(len), 4);
-    PutLE(out, flag, 2);
+    for (const auto& [value, bytes] : {std::pair<uint32_t, int>{uint32_t(from), 4}, {uint32_t(to), 4}, {uint32_t(len), 4}, {flag, 2}}) {
+        for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>(value >> (8 * i)));
+    }
     return out;
 }
 
@@ -49,13 +47,7 @@ std::string Payload(const CDataPdu& pdu)
 TEST(DataPdu, ParseJoinsAcceptedPayloadsAndKeepsLastAcceptedHeader)
 {
     const std::string ab = Envelope(1, 2, "ab", 0);
-    const struct {
-        const char* name;
-        std::string bytes;
-        int from, to;
-        short flag;
-        std::string data;
-    } cases[] = {
+    const struct { const char* name; std::string bytes; int from, to; short flag; std::string data; } cases[] = {
         {"header only", Header(7, 9, 0, 1), 7, 9, 1, ""},
         {"one payload", Envelope(7, 9, "hello", 0), 7, 9, 0, "hello"},
         {"payload with zero bytes", Envelope(7, 9, std::string("a\0b\0", 4), 0), 7, 9, 0, std::string("a\0b\0", 4)},
@@ -81,9 +73,7 @@ TEST(DataPdu, ParseJoinsAcceptedPayloadsAndKeepsLastAcceptedHeader)
         CDataPdu pdu;
         pdu.SetData(nullptr, 4);  // a parse replaces a shorter payload held before
         pdu.SerializeFromBuf(src.data(), static_cast<int>(src.size()));
-        EXPECT_EQ(pdu.GetUserFrom(), c.from);
-        EXPECT_EQ(pdu.GetUserTo(), c.to);
-        EXPECT_EQ(pdu.GetModifiedFlag(), c.flag);
+        EXPECT_EQ(std::make_tuple(pdu.GetUserFrom(), pdu.GetUserTo(), pdu.GetModifiedFlag()), std::make_tuple(c.from, c.to, c.flag));
         ASSERT_EQ(pdu.GetDataLen(), static_cast<int>(c.data.size()));
         ASSERT_NE(pdu.GetData(), nullptr);
         EXPECT_EQ(Payload(pdu), c.data);
@@ -91,16 +81,14 @@ TEST(DataPdu, ParseJoinsAcceptedPayloadsAndKeepsLastAcceptedHeader)
     }
 }
 
-TEST(DataPdu, ShortOrNegativeLengthChangesNothing)
+TEST(DataPdu, ShortOrNegativeLengthChangesNothingAndTracesNothing)
 {
     std::vector<char> src = Exact(Envelope(1, 2, "abcdef", 1));
     for (int len : {0, 1, 13, -1, -14, INT_MIN}) {
         CHostUICapture trace;
         CDataPdu pdu;
         pdu.SerializeFromBuf(src.data(), len);
-        EXPECT_EQ(pdu.GetData(), nullptr) << len;
-        EXPECT_EQ(pdu.GetDataLen(), 0) << len;
-        EXPECT_EQ(pdu.GetUserFrom(), 0) << len;
+        EXPECT_TRUE(pdu.GetData() == nullptr && pdu.GetDataLen() == 0 && pdu.GetUserFrom() == 0) << len;
         EXPECT_TRUE(trace.Lines().empty()) << len;
     }
     CDataPdu pdu;
@@ -108,72 +96,39 @@ TEST(DataPdu, ShortOrNegativeLengthChangesNothing)
     EXPECT_EQ(pdu.GetData(), nullptr);
 }
 
-TEST(DataPdu, TraceLinesOfATwoEnvelopeParse)
+// Each envelope's header is traced before and after the byte swap; an accepted one adds the
+// position line, a rejected one does not.
+TEST(DataPdu, TraceLinesOfAParse)
 {
-    std::vector<char> src = Exact(Envelope(1, 2, "ab", 0) + Envelope(-3, 4, "cde", 0xFFFF));
+    std::vector<char> src = Exact(Envelope(1, 2, "ab", 0) + Header(-3, 4, 50, 0xFFFF));
     CHostUICapture trace;
     CDataPdu pdu;
     pdu.SerializeFromBuf(src.data(), static_cast<int>(src.size()));
-    std::vector<std::string> expected = {
-        "CDataPdu::SerializeFromBuf, nDataLen =33",
-        "CDataPdu::SerializeFromBuf, m_nUserFrom Before Swap =1",
-        "CDataPdu::SerializeFromBuf, m_nUserFrom After Swap =1",
-        "CDataPdu::SerializeFromBuf, m_nUserTo Before Swap =2",
-        "CDataPdu::SerializeFromBuf, m_nUserTo After Swap =2",
-        "CDataPdu::SerializeFromBuf, nLen Before Swap =2",
-        "CDataPdu::SerializeFromBuf, nLen After Swap =2",
-        "CDataPdu::SerializeFromBuf, m_sModifiedFlag Before Swap =0",
-        "CDataPdu::SerializeFromBuf, m_sModifiedFlag After Swap =0",
-        "CDataPdu::SerializeFromBuf, m_nDataLen =2, nPos= 16",
-        "CDataPdu::SerializeFromBuf, m_nUserFrom Before Swap =-3",
-        "CDataPdu::SerializeFromBuf, m_nUserFrom After Swap =-3",
-        "CDataPdu::SerializeFromBuf, m_nUserTo Before Swap =4",
-        "CDataPdu::SerializeFromBuf, m_nUserTo After Swap =4",
-        "CDataPdu::SerializeFromBuf, nLen Before Swap =3",
-        "CDataPdu::SerializeFromBuf, nLen After Swap =3",
-        "CDataPdu::SerializeFromBuf, m_sModifiedFlag Before Swap =-1",
-        "CDataPdu::SerializeFromBuf, m_sModifiedFlag After Swap =-1",
-        "CDataPdu::SerializeFromBuf, m_nDataLen =5, nPos= 33",
-    };
-    EXPECT_EQ(trace.Lines(), expected);
-
-    // A rejected envelope's header is traced, but no position line follows it.
-    std::vector<char> lying = Exact(Envelope(1, 2, "ab", 0) + Header(-3, 4, 50, 0xFFFF));
-    trace.Clear();
-    CDataPdu other;
-    other.SerializeFromBuf(lying.data(), static_cast<int>(lying.size()));
-    expected.resize(18);
-    expected[0] = "CDataPdu::SerializeFromBuf, nDataLen =30";
-    expected[14] = "CDataPdu::SerializeFromBuf, nLen Before Swap =50";
-    expected[15] = "CDataPdu::SerializeFromBuf, nLen After Swap =50";
+    std::vector<std::string> expected = {"CDataPdu::SerializeFromBuf, nDataLen =30"};
+    for (const auto& [from, to, len, flag] : {std::array<int, 4>{1, 2, 2, 0}, std::array<int, 4>{-3, 4, 50, -1}}) {
+        for (const auto& [name, value] : {std::pair{"m_nUserFrom", from}, {"m_nUserTo", to}, {"nLen", len}, {"m_sModifiedFlag", flag}}) {
+            for (const char* when : {" Before Swap =", " After Swap ="}) {
+                expected.push_back(std::string("CDataPdu::SerializeFromBuf, ") + name + when + std::to_string(value));
+            }
+        }
+        if (len == 2) expected.push_back("CDataPdu::SerializeFromBuf, m_nDataLen =2, nPos= 16");
+    }
     EXPECT_EQ(trace.Lines(), expected);
 }
 
-TEST(DataPdu, SetDataYieldsZeroFilledPayloadOfRequestedLength)
+// SetData yields a zero-filled payload of the requested length, whatever data it is given.
+TEST(DataPdu, SetDataAndSendDataLen)
 {
-    struct Case {
-        const char* data;
-        int len;
-        bool held;
-    };
-    const Case cases[] = {{"abc", 3, true}, {"abc", 1, true}, {nullptr, 5, true}, {"abc", 0, false}, {"abc", -4, false}};
-    for (const Case& c : cases) {
+    for (const auto& [data, len] : {std::pair{"abc", 3}, {"abc", 1}, {nullptr, 5}, {"abc", 0}, {"abc", -4}}) {
         CDataPdu pdu;
         pdu.SetData("previous", 8);
-        pdu.SetData(c.data, c.len);
-        if (!c.held) {
-            EXPECT_EQ(pdu.GetData(), nullptr) << c.len;
-            EXPECT_EQ(pdu.GetDataLen(), 0) << c.len;
-            continue;
+        pdu.SetData(data, len);
+        EXPECT_EQ(pdu.GetDataLen(), std::max(len, 0)) << len;
+        ASSERT_EQ(pdu.GetData() != nullptr, len > 0) << len;
+        if (len > 0) {
+            EXPECT_EQ(std::string(pdu.GetData(), size_t(len) + 1), std::string(size_t(len) + 1, '\0'));
         }
-        ASSERT_NE(pdu.GetData(), nullptr) << c.len;
-        EXPECT_EQ(pdu.GetDataLen(), c.len);
-        EXPECT_EQ(Payload(pdu) + '\0', std::string(static_cast<size_t>(c.len) + 1, '\0'));
     }
-}
-
-TEST(DataPdu, SendDataLenIsPayloadPlusHeader)
-{
     CDataPdu pdu;
     EXPECT_EQ(pdu.GetSendDataLen(), 14);
     pdu.SetData(nullptr, 5);

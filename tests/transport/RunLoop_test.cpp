@@ -3,8 +3,7 @@
 // the manual loop: the client's (0.05, 0.05) schedule, install and remove idempotence,
 // reinstalling, the null-info callout and removal from the destructor. CRunLoopGLib on a real
 // GLib main context: the tick timer on the thread's default loop, posted callbacks, one-shot and
-// self-removing timers. GLib loops are bounded by iteration counts; a backstop source only
-// guarantees that a blocking iteration wakes up if a timer never fires.
+// self-removing timers. GLib loops are bounded by iteration counts and never block.
 #include "transport/ManualRunLoop.h"
 #include "transport/NtTimer.h"
 #include "transport/RunLoopGLib.h"
@@ -93,7 +92,7 @@ TEST_F(ManualRunLoop, TimersAndPostsRunInDateOrderOlderFirstOnTies)
     EXPECT_EQ(m_loop.TimerCount(), 2u);  // the one-shot timer is gone
 }
 
-TEST_F(ManualRunLoop, RemovalIsOnceOnlyAndWorksFromCallbacks)
+TEST_F(ManualRunLoop, RemovalIsOnceOnlyAndWorksFromCallbacksPostsRunInOrder)
 {
     int selfFired = 0;
     int otherFired = 0;
@@ -115,29 +114,10 @@ TEST_F(ManualRunLoop, RemovalIsOnceOnlyAndWorksFromCallbacks)
     EXPECT_FALSE(m_loop.RemoveTimer(self));
     EXPECT_FALSE(m_loop.RemoveTimer(0));
     EXPECT_EQ(m_loop.AddTimer(0, 1, nullptr), 0u);
-}
 
-TEST_F(ManualRunLoop, PostedCallbacksRunInOrderAndLatePostsWait)
-{
     std::vector<int> ran;
     ExpectPostsRunInOrderAndLateOnesWait(m_loop, [&] { ran.push_back(m_loop.RunPending()); });
     EXPECT_EQ(ran, (std::vector<int>{3, 1}));
-}
-
-TEST(CurrentRunLoop, ScopesInstallAndRestore)
-{
-    IRunLoop& fallback = GetCurrentRunLoop();
-    CManualRunLoop outer;
-    CManualRunLoop inner;
-    {
-        CRunLoopScope outerScope(outer);
-        {
-            CRunLoopScope innerScope(inner);
-            EXPECT_EQ(&GetCurrentRunLoop(), &inner);
-        }
-        EXPECT_EQ(&GetCurrentRunLoop(), &outer);
-    }
-    EXPECT_EQ(&GetCurrentRunLoop(), &fallback);
 }
 
 // ---- CNtTimer ----
@@ -149,10 +129,12 @@ protected:
     CRunLoopScope m_scope{m_loop};
 };
 
-TEST_F(NtTimer, TinyAbsoluteDateFiresAtOnceThenEveryFiftyMilliseconds)
+TEST_F(NtTimer, TinyAbsoluteDateFiresAtOnceThenEveryFiftyMillisecondsAndASecondInstallIsIgnored)
 {
     CCountingTimer timer;
     timer.InstallTimer(0.05, 0.05);
+    timer.InstallTimer(0.05, 1.0);
+    EXPECT_EQ(m_loop.TimerCount(), 1u);
     EXPECT_EQ(timer.m_nTicks, 0);
     m_loop.RunPending();
     EXPECT_EQ(timer.m_nTicks, 1);
@@ -164,24 +146,11 @@ TEST_F(NtTimer, TinyAbsoluteDateFiresAtOnceThenEveryFiftyMilliseconds)
     EXPECT_EQ(timer.m_nTicks, 12);
 }
 
-TEST_F(NtTimer, SecondInstallKeepsTheFirstTimer)
+TEST_F(NtTimer, RemoveIsIdempotentReinstallWorksAndATickMayRemoveItsTimer)
 {
     CCountingTimer timer;
-    timer.InstallTimer(0.05, 1.0);
-    timer.InstallTimer(0.05, 0.25);
-    EXPECT_EQ(m_loop.TimerCount(), 1u);
-    m_loop.RunPending();
-    m_loop.Advance(2.01);
-    EXPECT_EQ(timer.m_nTicks, 3);  // at 0, 1 and 2 s: the interval stayed 1 s
-}
-
-TEST_F(NtTimer, RemoveIsIdempotentAndReinstallWorks)
-{
-    CCountingTimer idle;
-    idle.RemoveTimer();  // never installed
-    EXPECT_FALSE(idle.IsTimerInstalled());
-
-    CCountingTimer timer;
+    timer.RemoveTimer();  // never installed
+    EXPECT_FALSE(timer.IsTimerInstalled());
     timer.InstallTimer(0.05, 0.5);
     m_loop.RunPending();
     timer.RemoveTimer();
@@ -195,40 +164,33 @@ TEST_F(NtTimer, RemoveIsIdempotentAndReinstallWorks)
     EXPECT_TRUE(timer.IsTimerInstalled());
     m_loop.RunPending();
     EXPECT_EQ(timer.m_nTicks, 1);
+    timer.m_onTick = [&timer] {
+        if (timer.m_nTicks == 4) timer.RemoveTimer();
+    };
     m_loop.Advance(1.6);
     EXPECT_EQ(timer.m_nTicks, 3);
-}
-
-TEST_F(NtTimer, CalloutTicksItsInfoAndIgnoresNull)
-{
-    CCountingTimer timer;
-    CNtTimer::TimerHandler(0, nullptr);
-    CNtTimer::TimerHandler(0, &timer);
-    CNtTimer::TimerHandler(7, static_cast<CNtTimer*>(&timer));
-    EXPECT_EQ(timer.m_nTicks, 2);
-}
-
-TEST_F(NtTimer, TickMayRemoveItsOwnTimer)
-{
-    CCountingTimer timer;
-    timer.m_onTick = [&timer] {
-        if (timer.m_nTicks == 3) timer.RemoveTimer();
-    };
-    timer.InstallTimer(0.05, 0.05);
-    m_loop.RunPending();
-    m_loop.Advance(1.0);
-    EXPECT_EQ(timer.m_nTicks, 3);
+    m_loop.Advance(5);
+    EXPECT_EQ(timer.m_nTicks, 4);
     EXPECT_EQ(m_loop.TimerCount(), 0u);
+
+    // The callout ticks its info and ignores null.
+    CNtTimer::TimerHandler(0, nullptr);
+    CNtTimer::TimerHandler(7, static_cast<CNtTimer*>(&timer));
+    EXPECT_EQ(timer.m_nTicks, 5);
 }
 
-TEST_F(NtTimer, DestructorRemovesTheTimerFromItsOwnLoop)
+// Scopes install and restore the current loop; a timer is removed from the loop it was installed
+// on, whatever loop is current when it goes.
+TEST_F(NtTimer, ScopesAndTheDestructorFindTheRightLoop)
 {
+    CManualRunLoop other(0.0);
     {
         CCountingTimer timer;
         timer.InstallTimer(0.05, 0.05);
-        CManualRunLoop other(0.0);
-        CRunLoopScope otherScope(other);  // a later current loop does not matter
+        CRunLoopScope otherScope(other);
+        EXPECT_EQ(&GetCurrentRunLoop(), &other);
     }
+    EXPECT_EQ(&GetCurrentRunLoop(), &m_loop);
     EXPECT_EQ(m_loop.TimerCount(), 0u);
     EXPECT_EQ(m_loop.Advance(1.0), 0);
 }
@@ -237,36 +199,30 @@ TEST_F(NtTimer, DestructorRemovesTheTimerFromItsOwnLoop)
 
 class RunLoopGLib : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        m_pContext = g_main_context_new();
-        g_main_context_push_thread_default(m_pContext);
-        m_pBackstop = g_timeout_source_new_seconds(30);
-        g_source_set_callback(m_pBackstop, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr, nullptr);
-        g_source_attach(m_pBackstop, m_pContext);
-    }
+    void SetUp() override { g_main_context_push_thread_default(m_pContext); }
     void TearDown() override
     {
-        g_source_destroy(m_pBackstop);
-        g_source_unref(m_pBackstop);
         g_main_context_pop_thread_default(m_pContext);
         g_main_context_unref(m_pContext);
     }
-    // Iterates (blocking) until done() holds, at most maxIterations times.
+    // Iterates without blocking, a millisecond apart, until done() holds or two seconds passed.
     template <typename Done>
-    bool IterateUntil(Done done, int maxIterations = 200)
+    bool IterateUntil(Done done)
     {
-        for (int i = 0; i < maxIterations && !done(); ++i) g_main_context_iteration(m_pContext, TRUE);
+        for (int i = 0; i < 2000 && !done(); ++i, g_usleep(1000)) g_main_context_iteration(m_pContext, FALSE);
         return done();
     }
-
-    GMainContext* m_pContext = nullptr;
-    GSource* m_pBackstop = nullptr;
+    GMainContext* m_pContext = g_main_context_new();
 };
 
-TEST_F(RunLoopGLib, TimerOnThreadDefaultContextTicksAtOnceThenRepeatedly)
+TEST_F(RunLoopGLib, ThreadDefaultContextRunsTimersAndPosts)
 {
-    // No loop installed: the timer goes to the GLib loop of the pushed thread-default context.
+    // No loop installed: each GLib context has its own loop, and the timer goes to the one of
+    // the pushed thread-default context.
+    g_main_context_pop_thread_default(m_pContext);
+    IRunLoop& global = GetCurrentRunLoop();
+    g_main_context_push_thread_default(m_pContext);
+    EXPECT_NE(&GetCurrentRunLoop(), &global);
     CCountingTimer timer;
     timer.InstallTimer(0.05, 0.002);
     g_main_context_iteration(m_pContext, FALSE);
@@ -277,10 +233,7 @@ TEST_F(RunLoopGLib, TimerOnThreadDefaultContextTicksAtOnceThenRepeatedly)
     const int ticks = timer.m_nTicks;
     for (int i = 0; i < 5; ++i) g_main_context_iteration(m_pContext, FALSE);
     EXPECT_EQ(timer.m_nTicks, ticks);
-}
 
-TEST_F(RunLoopGLib, PostedCallbacksRunInOrderAndLatePostsWait)
-{
     CRunLoopGLib loop;
     EXPECT_EQ(loop.Context(), m_pContext);
     ExpectPostsRunInOrderAndLateOnesWait(loop, [this] { g_main_context_iteration(m_pContext, FALSE); });
@@ -293,6 +246,7 @@ TEST_F(RunLoopGLib, OneShotSelfRemovingAndFutureTimers)
     int never = 0;
     {
         CRunLoopGLib loop(m_pContext);
+        EXPECT_NEAR(loop.Now(), static_cast<double>(std::time(nullptr)) - 978307200.0, 5.0);  // from the reference date
         const IRunLoop::TimerId onceId = loop.AddTimer(0, 0, [&](IRunLoop::TimerId) { ++once; });
         loop.AddTimer(0, 0.001, [&](IRunLoop::TimerId id) {
             if (++self == 2) loop.RemoveTimer(id);
@@ -311,13 +265,6 @@ TEST_F(RunLoopGLib, OneShotSelfRemovingAndFutureTimers)
     EXPECT_EQ(once, 1);
     EXPECT_EQ(self, 2);
     EXPECT_EQ(never, 0);
-}
-
-TEST_F(RunLoopGLib, NowCountsFromTheReferenceDate)
-{
-    CRunLoopGLib loop(m_pContext);
-    const double unixNow = static_cast<double>(std::time(nullptr));
-    EXPECT_NEAR(loop.Now(), unixNow - 978307200.0, 5.0);
 }
 
 }  // namespace

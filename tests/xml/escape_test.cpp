@@ -1,5 +1,6 @@
-// Escaping of "]]>" and line breaks, position lists, and the repair of received PDU strings.
-#include "xml/OrvNoteBaseXML.h"
+// Escaping of "]]>" and line breaks, position lists, the repair of received PDU strings, and
+// the header, text and position elements every PDU shares.
+#include "xml/OrvNoteXML.h"
 
 #include <gtest/gtest.h>
 
@@ -12,72 +13,45 @@ namespace {
 // Exposes the line-break switch, which only derived PDUs would otherwise set.
 class CEscaper : public COrvNoteBaseXML {
 public:
-    explicit CEscaper(bool safeLineBreaks = false) { m_bSafeLineBreaks = safeLineBreaks; }
+    explicit CEscaper(bool safeLineBreaks = false, bool convert = true)
+    {
+        m_bSafeLineBreaks = safeLineBreaks;
+        m_bConvertCharset = convert;
+    }
 };
 
 TEST(Escape, SafeAndRecoverWithAndWithoutPositions)
 {
-    CEscaper x;
-    std::string s = "a]]>b";
-    NotePosList pos;
-    x.strToSafe(s, pos);
-    EXPECT_EQ(s, "aabcb");
-    EXPECT_EQ(pos, NotePosList({1}));
-
-    s = "x]]>]]>";
-    x.strToSafe(s, pos);
-    EXPECT_EQ(s, "xabcabc");
-    EXPECT_EQ(pos, NotePosList({1, 4}));
-
-    s = "abc";
-    x.strToRecover(s);
-    EXPECT_EQ(s, "]]>");  // a typed "abc" is lost without positions
-    s = "abc";
-    x.strToRecover(s, NotePosList());
-    EXPECT_EQ(s, "abc");
-    s = "xxabc";
-    x.strToRecover(s, NotePosList({2}));
-    EXPECT_EQ(s, "xx]]>");
-    s = "abcd";
-    NotePosList at1 = {1};
-    x.strReplace(at1, s, "abc", "]]>", 1);  // overwrites whatever stands there
-    EXPECT_EQ(s, "a]]>");
-    s = "xyab";
-    x.strToRecover(s, NotePosList({2}));  // the bytes that remain are replaced
-    EXPECT_EQ(s, "xy]]>");
-    s = "p";
-    x.strToRecover(s, NotePosList({1, 5}));  // at the end it appends; past it, nothing
-    EXPECT_EQ(s, "p]]>");
-}
-
-TEST(Escape, LineBreaksComeBackAsCrLfEvenWhenNeverEscaped)
-{
-    CEscaper plain;
-    std::string s = "a\r\nb";
-    plain.strToSafe(s);
-    EXPECT_EQ(s, "a\r\nb");
-    s = "a\n\nb";
-    plain.strToRecover(s);
-    EXPECT_EQ(s, "a\r\nb");
-    s = "\n\n\n";
-    plain.strToRecover(s);
-    EXPECT_EQ(s, "\r\n\n");
-
-    CEscaper safe(true);
-    s = "a\r\n]]>";
-    NotePosList pos;
-    safe.strToSafe(s, pos);
-    EXPECT_EQ(s, "a\n\nabc");
-    EXPECT_EQ(pos, NotePosList({3}));
-    safe.strToRecover(s, pos);
-    EXPECT_EQ(s, "a\r\n]]>");
+    struct { bool crlf; const char *in, *safe; NotePosList pos; } const safe[] = {{false, "a]]>b", "aabcb", {1}},
+        {false, "x]]>]]>", "xabcabc", {1, 4}}, {false, "a\r\nb", "a\r\nb", {}}, {true, "a\r\n]]>", "a\n\nabc", {3}}};
+    for (const auto& c : safe) {
+        std::string s = c.in;
+        NotePosList pos = {9};
+        CEscaper(c.crlf).strToSafe(s, pos);
+        EXPECT_EQ(s, c.safe);
+        std::string plain = c.in;
+        CEscaper(c.crlf).strToSafe(plain);
+        EXPECT_EQ(plain, c.safe);
+        EXPECT_EQ(pos, c.pos) << c.in;
+        CEscaper().strToRecover(s, pos);
+        EXPECT_EQ(s, c.in);
+    }
+    // Line breaks come back as CR LF even when never escaped; a stand-in without positions is
+    // taken for "]]>"; recorded positions overwrite whatever stands there, up to the end.
+    struct { const char* in; bool withPos; NotePosList pos; const char* out; } const recover[] = {{"a\n\nb", false, {}, "a\r\nb"},
+        {"\n\n\n", false, {}, "\r\n\n"}, {"abc", false, {}, "]]>"}, {"abc", true, {}, "abc"}, {"xyab", true, {2}, "xy]]>"},
+        {"p", true, {1, 5}, "p]]>"}, {"short", true, {-1, 3, 4, 5, 1 << 30}, "sho]]]]>"}};
+    for (const auto& c : recover) {
+        std::string s = c.in;
+        c.withPos ? CEscaper().strToRecover(s, c.pos) : CEscaper().strToRecover(s);
+        EXPECT_EQ(s, c.out) << c.in;
+    }
 }
 
 TEST(Escape, SavestrAndConversions)
 {
     EXPECT_EQ(savestr(nullptr), "");
     EXPECT_EQ(savestr("x"), "x");
-
     CEscaper x;
     char out[32];
     std::memset(out, 'z', sizeof out);
@@ -85,12 +59,10 @@ TEST(Escape, SavestrAndConversions)
     EXPECT_STREQ(out, "ab");
     EXPECT_EQ(x.ASCII2UTF8(out, "ab"), 3);
     EXPECT_EQ(x.ASCII2UTF8(out, "\xC3"), 3);  // a lone lead byte at the end stays in bounds
-
     unsigned short unit = 0;
-    x.UTF8ToUnicode(&unit, "\xE2\x82\xAC");  // U+20AC
-    const unsigned char* bytes = reinterpret_cast<unsigned char*>(&unit);
-    EXPECT_EQ(bytes[0], 0xAC);
-    EXPECT_EQ(bytes[1], 0x20);
+    x.UTF8ToUnicode(&unit, "\xE2\x82\xAC");  // U+20AC, little-endian
+    EXPECT_EQ(reinterpret_cast<unsigned char*>(&unit)[0], 0xAC);
+    EXPECT_EQ(reinterpret_cast<unsigned char*>(&unit)[1], 0x20);
 }
 
 // The repair exactly as first written: prefixes copied on every pass, and the scan ends at a
@@ -121,17 +93,76 @@ TEST(PduToSafe, MatchesTheLiteralAlgorithmOnRandomDocuments)
 {
     const char* pieces[] = {"abc", "]]>", "<![CDATA[", "x", "a", "]", "<", "bc", "ab", "\n"};
     std::mt19937 rng(12345);
-    CEscaper x;
     for (int round = 0; round < 3000; ++round) {
         std::string pdu;
-        const int n = static_cast<int>(rng() % 24);
-        for (int k = 0; k < n; ++k) pdu += pieces[rng() % (sizeof pieces / sizeof *pieces)];
-        std::string expected = pdu;
+        for (int k = static_cast<int>(rng() % 24); k > 0; --k) pdu += pieces[rng() % 10];
+        std::string expected = pdu, actual = pdu;
         LiteralPduToSafe(expected);
-        std::string actual = pdu;
-        x.strPduToSafe(actual);
+        CEscaper().strPduToSafe(actual);
         ASSERT_EQ(actual, expected) << "input: " << pdu;
     }
+}
+
+TEST(PduType, IsReadFromTheHeaderOnlyAndTheVersionMustBeOnePointZero)
+{
+    struct { const char* pdu; int type; } const cases[] = {{"", 0}, {"<notecom ver=\"1.0\" mtype=\"1\"/>", 1},
+        {"<notecom ver=\"9\" mtype=\"3\"/>", 3},  // the version is not checked here
+        {"<notecom mtype=\"4\"/>", 4}, {"<notecom ver=\"1.0\" mtype=\"5\"/>", 0}, {"<notecom ver=\"1.0\" mtype=\"0\"/>", 0},
+        {"<notecom ver=\"1.0\"/>", 0}, {"<other mtype=\"1\"/>", 0}, {"<notecom mtype=\"1\">", 0}, {"plain text", 0}};
+    for (const auto& c : cases) EXPECT_EQ(CNoteInfoPDU().GetPDUType(c.pdu), c.type) << c.pdu;
+
+    CEscaper pdu;
+    for (const char* ver : {"1.00", "2.0", "1.", "", "1.0 "}) {
+        TiXmlElement root("notecom");
+        root.SetAttribute("ver", ver);
+        root.SetAttribute("mtype", "3");
+        EXPECT_FALSE(pdu.CheckVersionAndType(&root, XMLPDU_CHANGE_INFO)) << ver;
+    }
+    TiXmlElement root("notecom");
+    root.SetAttribute("ver", "1.0");
+    EXPECT_FALSE(pdu.CheckVersionAndType(&root, XMLPDU_CHANGE_INFO));  // no mtype
+    root.SetAttribute("mtype", "3x");
+    EXPECT_TRUE(pdu.CheckVersionAndType(&root, XMLPDU_CHANGE_INFO));  // atoi reads 3
+    EXPECT_FALSE(pdu.CheckVersionAndType(&root, XMLPDU_SAVE_INFO));
+}
+
+TEST(PduElements, PositionsAreWrittenForNonEmptyListsAndReadFromTheNextSiblingOnly)
+{
+    CEscaper pdu(false, false);
+    TiXmlElement parent("p");
+    std::string posText = "stale";
+    EXPECT_FALSE(pdu.CreatePosElem(&parent, posText, NotePosList(), "posnotemsg"));
+    EXPECT_EQ(parent.FirstChild(), nullptr);
+    EXPECT_TRUE(pdu.CreatePosElem(&parent, posText, NotePosList({7, -2}), "posnotemsg"));
+    EXPECT_EQ(posText, "7,-2,");
+    ASSERT_NE(parent.FirstChildElement("posnotemsg"), nullptr);
+    EXPECT_STREQ(parent.FirstChildElement("posnotemsg")->GetText(), "7,-2,");
+    TiXmlElement* elem = &parent;
+    EXPECT_FALSE(pdu.GenerateTextElem(elem, ""));
+
+    struct { const char *xml, *before; NotePosList pos; } const cases[] = {{"<r><t/><posnotemsg><![CDATA[5,9]]></posnotemsg></r>", "", {5}},
+        {"<r><t/><posnotemsg><![CDATA[,,4,]]></posnotemsg></r>", "", {4}}, {"<r><t/><x/><posnotemsg><![CDATA[1,]]></posnotemsg></r>", "", {}},
+        {"<r><t/><x/></r>", "8,", {8}}, {"<r><t/><posnotemsg/></r>", "8,", {}}};  // without a list the old text is re-read
+    for (const auto& c : cases) {
+        CEscaper reader(false, false);
+        reader.Parse(c.xml);
+        std::string text = c.before;
+        NotePosList pos = {99};
+        reader.GetPosElem(reader.RootElement()->FirstChildElement("t"), text, pos, "posnotemsg");
+        EXPECT_EQ(pos, c.pos) << c.xml;
+    }
+}
+
+TEST(PduElements, ConvertedTextStopsAtTheFirstNonAsciiByteAndReadsBackEmpty)
+{
+    COrvNoteBaseXML converting;  // the base converts by default
+    TiXmlElement* elem = new TiXmlElement("t");
+    converting.LinkEndChild(elem);
+    EXPECT_TRUE(converting.GenerateTextElem(elem, "ok\xC3\xA9rest"));
+    EXPECT_STREQ(elem->GetText(), "ok");
+    std::string text = "before";
+    converting.ParseTextElem(elem, text);
+    EXPECT_EQ(text, "");
 }
 
 }  // namespace
