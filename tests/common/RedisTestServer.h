@@ -52,15 +52,14 @@ public:
     bool Start()
     {
         gchar* program = g_find_program_in_path("redis-server");
-        if (!program || m_strDir.empty()) {
-            g_free(program);
+        std::vector<std::string> args = {program ? program : "", "--port", "0", "--unixsocket", m_strSocket,
+                                         "--dir", m_strDir, "--save", "", "--appendonly", "no", "--logfile",
+                                         m_strDir + "/redis.log"};
+        g_free(program);
+        if (args[0].empty() || m_strDir.empty()) {
             ADD_FAILURE() << "redis-server is not installed (scripts/setup.sh installs it)";
             return false;
         }
-        std::vector<std::string> args = {program,       "--port",   "0",  "--unixsocket", m_strSocket,
-                                         "--dir",       m_strDir,   "--save", "",         "--appendonly",
-                                         "no",          "--logfile", m_strDir + "/redis.log"};
-        g_free(program);
         args.insert(args.end(), m_aExtra.begin(), m_aExtra.end());
         std::vector<char*> argv;  // made before the fork: the child only calls what is safe there
         for (std::string& arg : args) argv.push_back(&arg[0]);

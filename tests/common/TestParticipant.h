@@ -19,8 +19,7 @@
 
 // One delivery of SharedDataReceivedEx, with the bytes read from its memory handle.
 struct CCacheEvent {
-    unsigned nCacheId;
-    unsigned nCacheHandle;
+    unsigned nCacheId, nCacheHandle;
     short nResult;
     int nAction;
     unsigned nPutter;
@@ -63,6 +62,7 @@ public:
     IArmService* Service() { return m_pService; }
     unsigned AttachId() const { return m_nAttachId; }
     unsigned ResourceId() const { return m_nResourceId; }
+    unsigned Cache() const { return m_vecNames.empty() ? 0 : m_vecNames.back().nHandle; }
 
     // Releases the service now (the participant stays, hearing nothing more); once only.
     int Release()
@@ -84,15 +84,12 @@ public:
     }
     int Enroll()
     {
+        Registry()[m_nAttachId] = this;
+        m_pService->ArmService_RegisterRscCallBack(m_nAttachId, &CTestParticipant::ResourceCallback);
         ARMCapability capability = {1, 0, CAPABILITY_SESSION_ID, 1};
         const std::string value = "U" + std::to_string(m_nUserId) + "\x01";
         return m_pService->ArmService_Enroll(m_nAttachId, 16, m_meeting.SessionHandle(), 0, 1, &capability,
                                              value.data(), static_cast<unsigned>(value.size()), 3);
-    }
-    int RegisterCallback()
-    {
-        Registry()[m_nAttachId] = this;
-        return m_pService->ArmService_RegisterRscCallBack(m_nAttachId, &CTestParticipant::ResourceCallback);
     }
     int AllocCache(const std::string& name)
     {
@@ -101,10 +98,7 @@ public:
         std::strncpy(request.szName, name.c_str(), sizeof request.szName - 1);
         return m_pService->ArmService_AllocNameHandles(m_nAttachId, 1, &request, this);
     }
-    int Subscribe(unsigned cacheHandle)
-    {
-        return m_pService->ArmService_SubscribeCache(m_nAttachId, cacheHandle, 0, 3, 255, this);
-    }
+    int Subscribe(unsigned cache) { return m_pService->ArmService_SubscribeCache(m_nAttachId, cache, 0, 3, 255, this); }
     // Puts bytes from a fresh memory handle (freed right after, as the client does).
     int Put(unsigned cacheHandle, unsigned itemId, unsigned mode, unsigned flags, const std::string& bytes)
     {
@@ -112,46 +106,31 @@ public:
         const unsigned size = static_cast<unsigned>(bytes.size());
         if (m_pService->ArmService_AllocMemHandle(size, &handle) != 0) return -1;
         if (m_pService->ArmService_WriteMemHandle(handle, 0, bytes.data(), size) != 0) return -1;
-        const int result = m_pService->ArmService_PutCacheItem(m_nAttachId, cacheHandle, 0, itemId, mode, flags,
-                                                               handle, 0, 2);
+        const int result =
+            m_pService->ArmService_PutCacheItem(m_nAttachId, cacheHandle, 0, itemId, mode, flags, handle, 0, 2);
         m_pService->ArmService_FreeMemHandle(handle);
         return result;
     }
-    int Append(unsigned cacheHandle, const std::string& bytes)
-    {
-        return Put(cacheHandle, 0, CACHE_MODE_APPEND, CACHE_FLAG_BASE, bytes);
-    }
+    int Append(unsigned cache, const std::string& bytes) { return Put(cache, 0, CACHE_MODE_APPEND, CACHE_FLAG_BASE, bytes); }
     // A put without bytes: resynchronise, or clear with CACHE_FLAG_CLEAR.
-    int PutNoHandle(unsigned cacheHandle, unsigned flags)
+    int PutNoHandle(unsigned cache, unsigned flags)
     {
-        return m_pService->ArmService_PutCacheItem(m_nAttachId, cacheHandle, 0, 0, 0, flags, 0, 0, 1);
+        return m_pService->ArmService_PutCacheItem(m_nAttachId, cache, 0, 0, 0, flags, 0, 0, 1);
     }
 
-    // The whole handshake up to a subscribed cache, settling between steps, and then, as the
-    // client does once the subscription is answered, the second subscribe that brings the
-    // cache's items and after which new ones are delivered (unless history is false). Returns
-    // the cache handle.
+    // The steps up to a subscribed cache, settling after each, and then, as the client does
+    // once the subscription is answered, the second subscribe that brings the cache's items
+    // (unless history is false). Returns the cache handle.
     unsigned JoinAndSubscribe(const std::string& cacheName, bool history = true)
     {
-        Connect();
-        m_settle();
-        Join();
-        m_settle();
-        Attach();
-        m_settle();
-        RegisterCallback();
-        Enroll();
-        m_settle();
-        AllocCache(cacheName);
-        m_settle();
-        const unsigned handle = m_vecNames.empty() ? 0 : m_vecNames.back().nHandle;
-        Subscribe(handle);
-        m_settle();
-        if (history) {
-            Subscribe(handle);
+        for (const std::function<int()>& step : std::vector<std::function<int()>>{
+                 [&] { return Connect(); }, [&] { return Join(); }, [&] { return Attach(); }, [&] { return Enroll(); },
+                 [&] { return AllocCache(cacheName); }, [&] { return Subscribe(Cache()); },
+                 [&] { return history ? Subscribe(Cache()) : 0; }}) {
+            EXPECT_EQ(step(), 0);
             m_settle();
         }
-        return handle;
+        return Cache();
     }
 
     // Recorded callbacks, in order.
@@ -161,32 +140,18 @@ public:
     std::vector<CDataEvent> m_vecData;
     std::vector<NameHandles> m_vecNames;
     std::vector<int> m_vecMeetingLost;
-    short m_nConnectResult = -1;
-    short m_nJoinResult = -1;
-    short m_nEnrollResult = -1;
-    short m_nEnrollCount = 0;
-    // Runs at the end of each cache delivery.
-    std::function<void()> m_fnOnDelivery;
+    short m_nConnectResult = -1, m_nJoinResult = -1, m_nEnrollResult = -1, m_nEnrollCount = 0;
+    std::function<void()> m_fnOnDelivery;  // runs at the end of each cache delivery
 
-    // IArmNodeControllerSink
-    int ConnectConfirm(short result, unsigned) override
-    {
-        m_nConnectResult = result;
-        return Record("ConnectConfirm");
-    }
+    int ConnectConfirm(short result, unsigned) override { return m_nConnectResult = result, Record("ConnectConfirm"); }
     int DisconnectIndication(short) override { return Record("DisconnectIndication"); }
-    int DisconnectConfirm(short) override { return Record("DisconnectConfirm"); }
-    // IArmConferenceSink
     int ConferenceJoinConfirm(unsigned short, char*, short result, unsigned) override
     {
-        m_nJoinResult = result;
-        return Record("ConferenceJoinConfirm");
+        return m_nJoinResult = result, Record("ConferenceJoinConfirm");
     }
-    // IArmApeSink
     int ApeAttachConfirm(unsigned attachId, short, unsigned) override
     {
-        m_nAttachId = attachId;
-        return Record("ApeAttachConfirm");
+        return m_nAttachId = attachId, Record("ApeAttachConfirm");
     }
     int ApeEnrollConfirm(unsigned attachId, short result, short count, ARMSessionResource* resources) override
     {
@@ -204,17 +169,12 @@ public:
         return Record("ApeDataIndication");
     }
     int ApeDetachIndication(unsigned, short) override { return Record("ApeDetachIndication"); }
-    int ConferenceRosterChanged(unsigned, unsigned short, short, short, short, ARMNodeRecord*) override
-    {
-        return 0;
-    }
     int ApeCacheActionConfirmEx(unsigned, unsigned cacheHandle, tagCacheAction action, unsigned itemId, unsigned,
                                 short result) override
     {
         m_vecConfirms.push_back({cacheHandle, action, itemId, result});
         return Record("ApeCacheActionConfirmEx");
     }
-    // IArmSharedDataSink
     int SharedDataReceivedEx(unsigned first, unsigned cacheId, unsigned cacheHandle, unsigned memHandle,
                              short result, tagCacheAction action, unsigned putter, unsigned, short) override
     {
@@ -224,7 +184,6 @@ public:
         if (m_fnOnDelivery) m_fnOnDelivery();
         return 0;
     }
-    // IArmAllocHandleSink
     int AllocNameHandleConfirm(unsigned, unsigned count, NameHandles* names, unsigned) override
     {
         for (unsigned i = 0; names && i < count; ++i) m_vecNames.push_back(names[i]);
@@ -245,7 +204,6 @@ private:
         static std::map<unsigned, CTestParticipant*> registry;
         return registry;
     }
-
     static int ResourceCallback(unsigned id, ARMMsgType type, void* msg)
     {
         if (!msg) return 1;

@@ -30,13 +30,6 @@ void PrintTo(const CConferenceKind& kind, std::ostream* out)
     *out << kind.pszName;
 }
 
-std::vector<int> Actions(const std::vector<CCacheEvent>& events)
-{
-    std::vector<int> actions;
-    for (const CCacheEvent& e : events) actions.push_back(e.nAction);
-    return actions;
-}
-
 std::vector<std::string> Bytes(const std::vector<CCacheEvent>& events)
 {
     std::vector<std::string> bytes;
@@ -69,8 +62,7 @@ protected:
 
     std::unique_ptr<CTestParticipant> NewParticipant(unsigned userId)
     {
-        return std::unique_ptr<CTestParticipant>(
-            new CTestParticipant(*m_meeting, m_loop, [this] { Settle(); }, userId));
+        return std::make_unique<CTestParticipant>(*m_meeting, m_loop, [this] { Settle(); }, userId);
     }
 
     // Every callback produced so far arrives; bounded so a host that keeps posting fails. A
@@ -98,10 +90,7 @@ protected:
     }
 
     // What a participant joining now finds in cache: the second subscribe brings the history.
-    std::vector<std::string> LateJoinerSees()
-    {
-        return Bytes(Joined(99)->m_vecCache);
-    }
+    std::vector<std::string> LateJoinerSees() { return Bytes(Joined(99)->m_vecCache); }
 
     CManualRunLoop m_loop{1000.0};
     std::unique_ptr<IMeeting> m_meeting;
@@ -115,69 +104,53 @@ TEST_P(ConferenceContract, HandshakeAnswersLaterInOrderAndShortcutsRepeats)
     EXPECT_TRUE(a->m_vecCallbacks.empty());  // never from inside the call
     EXPECT_EQ(a->Connect(), ARM_ALREADY_CONNECTED);
     Settle();
-    EXPECT_EQ(a->m_vecCallbacks, std::vector<std::string>{"ConnectConfirm"});
     EXPECT_EQ(a->m_nConnectResult, 0);
-
     EXPECT_EQ(a->Join(), ARM_OK);
     EXPECT_EQ(a->m_vecCallbacks.size(), 1u);
     Settle();
     EXPECT_EQ(a->Join(), ARM_ALREADY_JOINED);
     EXPECT_EQ(a->m_nJoinResult, 0);
-
-    unsigned written = 0;
-    EXPECT_EQ(a->Service()->ArmService_AttachUser(a.get(), 0,
-                                                  static_cast<unsigned short>(m_meeting->ConferenceHandle()),
-                                                  &written),
-              ARM_OK);
-    EXPECT_NE(written, 0u);  // written at once
+    EXPECT_EQ(a->Attach(), ARM_OK);
+    const unsigned written = a->AttachId();  // written at once
+    EXPECT_NE(written, 0u);
     Settle();
     EXPECT_EQ(a->AttachId(), written);
     EXPECT_EQ(a->Enroll(), ARM_OK);
     Settle();
     EXPECT_EQ(a->m_nEnrollResult, 0);
     EXPECT_GE(a->m_nEnrollCount, 1);
-    EXPECT_NE(a->ResourceId(), 0u);
-    EXPECT_EQ(a->m_vecCallbacks,
-              (std::vector<std::string>{"ConnectConfirm", "ConferenceJoinConfirm", "ApeAttachConfirm",
-                                        "ApeEnrollConfirm"}));
-
+    EXPECT_EQ(a->m_vecCallbacks, (std::vector<std::string>{"ConnectConfirm", "ConferenceJoinConfirm",
+                                                           "ApeAttachConfirm", "ApeEnrollConfirm"}));
     ARMConferenceQuery query = {m_meeting->ConferenceHandle(), 0};
     EXPECT_EQ(a->Service()->ArmService_QueryConference(ARM_QUERY_CONFERENCE_FLAGS, &query), 0);
     EXPECT_FALSE(query.flags & ARM_CONFERENCE_FLAG_PKI);
-}
 
-TEST_P(ConferenceContract, ParticipantsShareResourceIdAndNameHandles)
-{
-    Open();
-    auto a = NewParticipant(1);
+    // A second participant shares the resource id and the name handles.
+    a->AllocCache("note_changeinfo_cache_x");
+    Settle();
     auto b = NewParticipant(2);
-    const unsigned ha = a->JoinAndSubscribe("note_changeinfo_cache_x");
-    const unsigned hb = b->JoinAndSubscribe("note_changeinfo_cache_x");
+    EXPECT_EQ(b->JoinAndSubscribe("note_changeinfo_cache_x"), a->Cache());
     EXPECT_NE(a->AttachId(), b->AttachId());
     EXPECT_NE(a->ResourceId(), 0u);
     EXPECT_EQ(a->ResourceId(), b->ResourceId());
-    EXPECT_NE(ha, 0u);
-    EXPECT_EQ(ha, hb);
-    ASSERT_EQ(a->m_vecNames.size(), 1u);
+    EXPECT_NE(a->Cache(), 0u);
     EXPECT_STREQ(a->m_vecNames[0].szName, "note_changeinfo_cache_x");
-
     a->AllocCache("another_cache");
     Settle();
     ASSERT_EQ(a->m_vecNames.size(), 2u);
     EXPECT_NE(a->m_vecNames[1].nHandle, 0u);
-    EXPECT_NE(a->m_vecNames[1].nHandle, ha);
+    EXPECT_NE(a->m_vecNames[1].nHandle, a->m_vecNames[0].nHandle);
 }
 
 TEST_P(ConferenceContract, FirstSubscribeAnswersNewestIdThenDeliversHistory)
 {
     Open();
-    auto writer = NewParticipant(1);
-    const unsigned cache = writer->JoinAndSubscribe("c");
+    auto writer = Joined(1);
+    const unsigned cache = writer->Cache();
     ASSERT_EQ(writer->m_vecCache.size(), 1u);
     EXPECT_EQ(writer->m_vecCache[0].nAction, CACHE_ACTION_SUBSCRIBED);
     EXPECT_EQ(writer->m_vecCache[0].nCacheId, 0u);  // empty cache
     EXPECT_EQ(writer->m_vecCache[0].nMemHandle, 0u);
-
     for (const char* line : {"one", "two", "three"}) writer->Append(cache, line);
     Settle();
     // The putter, subscribed, hears its own appends, and gets a confirm for each.
@@ -195,7 +168,6 @@ TEST_P(ConferenceContract, FirstSubscribeAnswersNewestIdThenDeliversHistory)
     auto late = NewParticipant(2);
     late->JoinAndSubscribe("c", false);
     ASSERT_EQ(late->m_vecCache.size(), 1u);
-    EXPECT_EQ(late->m_vecCache[0].nAction, CACHE_ACTION_SUBSCRIBED);
     EXPECT_EQ(late->m_vecCache[0].nCacheId, id1 + 2);
     writer->Append(cache, "four");
     Settle();
@@ -204,9 +176,10 @@ TEST_P(ConferenceContract, FirstSubscribeAnswersNewestIdThenDeliversHistory)
     Settle();
     writer->Append(cache, "five");
     Settle();
-    EXPECT_EQ(Actions(late->m_vecCache),
-              (std::vector<int>{CACHE_ACTION_SUBSCRIBED, CACHE_ACTION_KNOWN, CACHE_ACTION_KNOWN, CACHE_ACTION_KNOWN,
-                                CACHE_ACTION_ADDED, CACHE_ACTION_ADDED}));
+    std::vector<int> actions;
+    for (const CCacheEvent& e : late->m_vecCache) actions.push_back(e.nAction);
+    EXPECT_EQ(actions, (std::vector<int>{CACHE_ACTION_SUBSCRIBED, CACHE_ACTION_KNOWN, CACHE_ACTION_KNOWN,
+                                         CACHE_ACTION_KNOWN, CACHE_ACTION_ADDED, CACHE_ACTION_ADDED}));
     EXPECT_EQ(Bytes(late->m_vecCache), (std::vector<std::string>{"", "one", "two", "three", "four", "five"}));
     EXPECT_EQ(late->m_vecCache[1].nPutter, writer->AttachId());
 }
@@ -214,16 +187,14 @@ TEST_P(ConferenceContract, FirstSubscribeAnswersNewestIdThenDeliversHistory)
 TEST_P(ConferenceContract, ReplaceInPlaceRefusesStaleUpdatesToThePutterOnly)
 {
     Open();
-    auto writer = NewParticipant(1);
-    const unsigned cache = writer->JoinAndSubscribe("c");
+    auto writer = Joined(1);
+    const unsigned cache = writer->Cache();
     auto reader = Joined(2);
-
     writer->Put(cache, 0, CACHE_MODE_REPLACE_NEWEST, CACHE_FLAG_BASE, "v1");  // empty: append
     Settle();
     ASSERT_EQ(reader->m_vecCache.size(), 2u);
     const unsigned id = reader->m_vecCache[1].nCacheId;
     EXPECT_EQ(reader->m_vecCache[1].nAction, CACHE_ACTION_ADDED);
-
     writer->Put(cache, id, CACHE_MODE_REPLACE_NEWEST, CACHE_FLAG_BASE, "v2");
     Settle();
     ASSERT_EQ(reader->m_vecCache.size(), 3u);
@@ -245,22 +216,19 @@ TEST_P(ConferenceContract, ReplaceInPlaceRefusesStaleUpdatesToThePutterOnly)
     EXPECT_EQ(refused.nResult, ARM_REFUSED);
     EXPECT_EQ(refused.nMemHandle, 0u);
     EXPECT_EQ(writer->m_vecConfirms.back().nResult, ARM_REFUSED);
-
-    // The cache still holds the last accepted bytes.
     EXPECT_EQ(LateJoinerSees(), (std::vector<std::string>{"", "v3"}));
 }
 
-TEST_P(ConferenceContract, ClearAndResynchronise)
+TEST_P(ConferenceContract, ResynchroniseClearAndClose)
 {
     Open();
-    auto a = NewParticipant(1);
-    const unsigned cache = a->JoinAndSubscribe("c");
+    auto a = Joined(1);
+    const unsigned cache = a->Cache();
     auto b = Joined(2);
     a->Append(cache, "x");
     a->Append(cache, "y");
     Settle();
     const unsigned newest = b->m_vecCache.back().nCacheId;
-
     b->PutNoHandle(cache, CACHE_FLAG_BASE);  // resynchronise: b alone hears the newest id
     Settle();
     EXPECT_EQ(b->m_vecCache.back().nAction, CACHE_ACTION_SUBSCRIBED);
@@ -273,24 +241,28 @@ TEST_P(ConferenceContract, ClearAndResynchronise)
         EXPECT_EQ(p->m_vecCache.back().nAction, CACHE_ACTION_CLEARED);
         EXPECT_EQ(p->m_vecCache.back().nResult, 0);
     }
-    // Ids are never reused after a clear.
     a->Append(cache, "z");
     Settle();
-    EXPECT_GT(b->m_vecCache.back().nCacheId, newest);
+    EXPECT_GT(b->m_vecCache.back().nCacheId, newest);  // ids are never reused after a clear
     EXPECT_EQ(LateJoinerSees(), (std::vector<std::string>{"", "z"}));
+    m_meeting->CloseNotepad();
+    Settle();
+    for (CTestParticipant* p : {a.get(), b.get()}) {
+        EXPECT_EQ(p->m_vecCache.back().nAction, CACHE_ACTION_CLOSED);
+        EXPECT_EQ(p->m_vecCache.back().nResult, 0);
+    }
 }
 
 TEST_P(ConferenceContract, RecordingFlagsKeepItemsWithArrivalTimes)
 {
     Open();
-    auto a = NewParticipant(1);
-    const unsigned cache = a->JoinAndSubscribe("c");
-    a->Append(cache, "not recorded");
+    auto a = Joined(1);
+    a->Append(a->Cache(), "not recorded");
     m_loop.Advance(2.5);
     const double before = m_loop.Now();
-    a->Put(cache, 0, CACHE_MODE_APPEND, CACHE_FLAG_BASE | CACHE_FLAG_RECORD_A | CACHE_FLAG_RECORD_B, "recorded");
+    a->Put(a->Cache(), 0, CACHE_MODE_APPEND, CACHE_FLAG_BASE | CACHE_FLAG_RECORD_A | CACHE_FLAG_RECORD_B, "recorded");
     m_loop.Advance(1.0);
-    a->Put(cache, 0, CACHE_MODE_APPEND, CACHE_FLAG_BASE | CACHE_FLAG_RECORD_A, "also");
+    a->Put(a->Cache(), 0, CACHE_MODE_APPEND, CACHE_FLAG_BASE | CACHE_FLAG_RECORD_A, "also");
     Settle();
     const std::vector<CRecordedItem> recording = m_meeting->Recording();
     ASSERT_EQ(recording.size(), 2u);
@@ -308,43 +280,26 @@ TEST_P(ConferenceContract, DataUnitsArriveDirectlyAndThroughTheResourceCallback)
     auto b = Joined(2);
     auto c = Joined(3);
     m_meeting->SendDataUnit(a->Service(), b->AttachId(), 0, "whole text", EDataRoute::kDirect, nullptr, 0);
-    m_meeting->SendDataUnit(a->Service(), 0, 1, "to all", EDataRoute::kResourceCallback,
-                            RESOURCE_CLOSED_CAPTION, 2);
+    m_meeting->SendDataUnit(a->Service(), 0, 1, "to all", EDataRoute::kResourceCallback, RESOURCE_CLOSED_CAPTION, 2);
     m_meeting->SendDataUnit(a->Service(), c->AttachId(), -1, "note", EDataRoute::kResourceCallback,
                             RESOURCE_NOTE_TAKE, 1);
     EXPECT_TRUE(b->m_vecData.empty());
     Settle();
-
     ASSERT_EQ(b->m_vecData.size(), 2u);
     EXPECT_FALSE(b->m_vecData[0].bViaResource);
     const CEnvelope direct = ParseEnvelope(b->m_vecData[0].strBytes);
     EXPECT_EQ(direct.strPayload, "whole text");
     EXPECT_EQ(direct.nFrom, static_cast<int>(a->AttachId()));
     EXPECT_EQ(direct.nFlag, 0);
-
     EXPECT_TRUE(b->m_vecData[1].bViaResource);
     EXPECT_EQ(b->m_vecData[1].strResourceName, RESOURCE_CLOSED_CAPTION);
     EXPECT_EQ(b->m_vecData[1].nKind, 2u);
     EXPECT_EQ(ParseEnvelope(b->m_vecData[1].strBytes).strPayload, "to all");
     EXPECT_EQ(ParseEnvelope(b->m_vecData[1].strBytes).nFlag, 1);
-
     EXPECT_TRUE(a->m_vecData.empty());  // "all" means every other participant
     ASSERT_EQ(c->m_vecData.size(), 2u);
     EXPECT_EQ(c->m_vecData[1].strResourceName, RESOURCE_NOTE_TAKE);
     EXPECT_EQ(ParseEnvelope(c->m_vecData[1].strBytes).nFlag, -1);
-}
-
-std::string OpenRecord(IArmService* service, unsigned conference, const std::string& record, int* result)
-{
-    unsigned char* out = nullptr;
-    unsigned outLength = 0;
-    *result = service->ArmService_Decrypt(conference, static_cast<unsigned>(record.size()),
-                                          reinterpret_cast<const unsigned char*>(record.data()), &out,
-                                          &outLength, 0);
-    std::string opened;
-    if (*result == 0 && out) opened.assign(reinterpret_cast<char*>(out), outLength);
-    if (out) service->ArmService_FreeBuffer(out);
-    return opened;
 }
 
 TEST_P(ConferenceContract, PkiMeetingsSealRecordsThatOnlyVerifyUntampered)
@@ -360,8 +315,7 @@ TEST_P(ConferenceContract, PkiMeetingsSealRecordsThatOnlyVerifyUntampered)
     EXPECT_TRUE(query.flags & ARM_CONFERENCE_FLAG_PKI);
 
     const std::string text(40000, 'q');  // long enough for several records
-    m_meeting->SendDataUnit(a->Service(), b->AttachId(), 0, text, EDataRoute::kResourceCallback,
-                            RESOURCE_NOTE_TAKE, 0);
+    m_meeting->SendDataUnit(a->Service(), b->AttachId(), 0, text, EDataRoute::kResourceCallback, RESOURCE_NOTE_TAKE, 0);
     Settle();
     ASSERT_EQ(b->m_vecData.size(), 1u);
     // The sequence, a NUL and as many zero bytes again: the room the plug-in measures against.
@@ -369,33 +323,35 @@ TEST_P(ConferenceContract, PkiMeetingsSealRecordsThatOnlyVerifyUntampered)
     EXPECT_EQ(b->m_vecData[0].strBytes, sequence + std::string(sequence.size() + 1, '\0'));
     std::vector<std::string> records;
     ASSERT_TRUE(SplitSealedSequence(sequence, &records));
-    ASSERT_GE(records.size(), 1u);
     std::string envelope;
-    for (const std::string& record : records) {
-        int result = -1;
-        envelope += OpenRecord(b->Service(), m_meeting->ConferenceHandle(), record, &result);
-        EXPECT_EQ(result, 0);
-    }
+    const auto open = [&](const std::string& record, unsigned conference) {
+        unsigned char* out = nullptr;
+        unsigned length = 0;
+        const int result = b->Service()->ArmService_Decrypt(conference, static_cast<unsigned>(record.size()),
+                                                            reinterpret_cast<const unsigned char*>(record.data()),
+                                                            &out, &length, 0);
+        if (result == 0 && out) envelope.append(reinterpret_cast<char*>(out), length);
+        if (out) b->Service()->ArmService_FreeBuffer(out);
+        return result;
+    };
+    for (const std::string& record : records) EXPECT_EQ(open(record, m_meeting->ConferenceHandle()), 0);
     EXPECT_EQ(ParseEnvelope(envelope).strPayload, text);
 
+    envelope.clear();
     std::string tampered = records[0];
     tampered[tampered.size() / 2] = tampered[tampered.size() / 2] == 'A' ? 'B' : 'A';
-    int result = 0;
-    EXPECT_EQ(OpenRecord(b->Service(), m_meeting->ConferenceHandle(), tampered, &result), "");
-    EXPECT_NE(result, 0);
-    OpenRecord(b->Service(), m_meeting->ConferenceHandle() + 1, records[0], &result);
-    EXPECT_NE(result, 0);
-    OpenRecord(b->Service(), m_meeting->ConferenceHandle(), "", &result);
-    EXPECT_NE(result, 0);
+    EXPECT_NE(open(tampered, m_meeting->ConferenceHandle()), 0);
+    EXPECT_NE(open(records[0], m_meeting->ConferenceHandle() + 1), 0);
+    EXPECT_NE(open("", m_meeting->ConferenceHandle()), 0);
+    EXPECT_EQ(envelope, "");
 }
 
 TEST_P(ConferenceContract, AnOutageQueuesPutsAndDeliversMissedItemsInOrder)
 {
     Open();
-    auto captioner = NewParticipant(1);
-    const unsigned cache = captioner->JoinAndSubscribe("c");
+    auto captioner = Joined(1);
+    const unsigned cache = captioner->Cache();
     auto reader = Joined(2);
-
     m_meeting->SetConnected(captioner->Service(), false);
     Settle();
     EXPECT_EQ(captioner->m_vecMeetingLost, std::vector<int>{1});
@@ -411,27 +367,13 @@ TEST_P(ConferenceContract, AnOutageQueuesPutsAndDeliversMissedItemsInOrder)
     m_meeting->SetConnected(captioner->Service(), true);
     Settle();
     EXPECT_EQ(captioner->m_vecMeetingLost, (std::vector<int>{1, 0}));
-    const std::vector<std::string> all = {"said while down", "typed while down 1", "typed while down 2"};
-    EXPECT_EQ(Bytes(reader->m_vecCache), (std::vector<std::string>{"", all[0], all[1], all[2]}));
-    std::vector<CCacheEvent> caughtEvents(captioner->m_vecCache.begin() + static_cast<long>(captionerSeen),
-                                          captioner->m_vecCache.end());
-    EXPECT_EQ(Bytes(caughtEvents), all);
-    for (const CCacheEvent& e : caughtEvents) EXPECT_EQ(e.nAction, CACHE_ACTION_ADDED);
-    // Nothing confirmed is lost.
-    EXPECT_EQ(LateJoinerSees(), (std::vector<std::string>{"", all[0], all[1], all[2]}));
-}
-
-TEST_P(ConferenceContract, CloseNotepadTellsEverySubscriber)
-{
-    Open();
-    auto a = Joined(1);
-    auto b = Joined(2);
-    m_meeting->CloseNotepad();
-    Settle();
-    for (CTestParticipant* p : {a.get(), b.get()}) {
-        EXPECT_EQ(p->m_vecCache.back().nAction, CACHE_ACTION_CLOSED);
-        EXPECT_EQ(p->m_vecCache.back().nResult, 0);
-    }
+    const std::vector<std::string> all = {"", "said while down", "typed while down 1", "typed while down 2"};
+    EXPECT_EQ(Bytes(reader->m_vecCache), all);
+    std::vector<CCacheEvent> caught(captioner->m_vecCache.begin() + static_cast<long>(captionerSeen),
+                                    captioner->m_vecCache.end());
+    EXPECT_EQ(Bytes(caught), std::vector<std::string>(all.begin() + 1, all.end()));
+    for (const CCacheEvent& e : caught) EXPECT_EQ(e.nAction, CACHE_ACTION_ADDED);
+    EXPECT_EQ(LateJoinerSees(), all);  // nothing confirmed is lost
 }
 
 TEST_P(ConferenceContract, MemoryHandlesRefuseMisuse)
@@ -439,29 +381,22 @@ TEST_P(ConferenceContract, MemoryHandlesRefuseMisuse)
     Open();
     auto a = NewParticipant(1);
     IArmService* s = a->Service();
-    unsigned handle = 0;
+    unsigned handle = 0, size = 0, capacity = 4;
     ASSERT_EQ(s->ArmService_AllocMemHandle(8, &handle), 0);
-    EXPECT_NE(handle, 0u);
-    unsigned size = 0;
     EXPECT_EQ(s->ArmService_GetMemHandleSize(handle, &size), 0);
     EXPECT_EQ(size, 8u);
     EXPECT_EQ(s->ArmService_WriteMemHandle(handle, 0, "12345678", 8), 0);
     EXPECT_NE(s->ArmService_WriteMemHandle(handle, 0, "123456789", 9), 0);  // oversize
     EXPECT_NE(s->ArmService_WriteMemHandle(handle, 1, "1", 1), 0);          // offset must be 0
     char buf[16] = {};
-    unsigned capacity = 4;
     EXPECT_NE(s->ArmService_ReadMemHandle(handle, 0, buf, &capacity), 0);  // too small to hold it
     capacity = sizeof buf;
     EXPECT_EQ(s->ArmService_ReadMemHandle(handle, 0, buf, &capacity), 0);
-    EXPECT_EQ(capacity, 8u);
-    EXPECT_EQ(std::string(buf, 8), "12345678");
-
+    EXPECT_EQ(std::string(buf, capacity), "12345678");
     for (unsigned bad : {0u, handle + 1000u}) {
         EXPECT_NE(s->ArmService_GetMemHandleSize(bad, &size), 0);
         EXPECT_NE(s->ArmService_WriteMemHandle(bad, 0, "x", 1), 0);
-        capacity = sizeof buf;
         EXPECT_NE(s->ArmService_ReadMemHandle(bad, 0, buf, &capacity), 0);
-        EXPECT_NE(s->ArmService_FreeMemHandle(bad), 0);
     }
     unsigned huge = 0;
     EXPECT_NE(s->ArmService_AllocMemHandle(0xFFFFFFFFu, &huge), 0);

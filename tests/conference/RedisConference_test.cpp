@@ -7,7 +7,7 @@
 #include "conference/RedisScripts.h"
 #include "conference/RedisSequencer.h"
 #include "conference/SealedRecords.h"
-#include "tessarinnote/notehostui.h"
+#include "HostUICapture.h"
 #include "transport/ManualRunLoop.h"
 
 #include <glib.h>
@@ -30,9 +30,6 @@ std::vector<std::string> Bytes(const std::vector<CCacheEvent>& events)
 
 class RedisMeeting : public ::testing::Test {
 protected:
-    RedisMeeting() { NoteHostUI_SetTraceCallback(&OnTrace, this); }
-    ~RedisMeeting() override { NoteHostUI_SetTraceCallback(nullptr, nullptr); }
-
     // The meeting as one more process opens it.
     IMeeting& Open(const CRedisMeetingOptions& options)
     {
@@ -41,10 +38,10 @@ protected:
         EXPECT_TRUE(m_aMeetings.back()) << error;
         return *m_aMeetings.back();
     }
-    std::unique_ptr<CTestParticipant> Joined(IMeeting& meeting, unsigned userId)
+    std::unique_ptr<CTestParticipant> Joined(IMeeting& meeting, unsigned userId, bool subscribe = true)
     {
         auto p = std::make_unique<CTestParticipant>(meeting, m_loop, [this] { Settle(); }, userId);
-        p->JoinAndSubscribe("c");
+        if (subscribe) p->JoinAndSubscribe("c");
         return p;
     }
     // Turns both loops until done() holds; false after 20 s.
@@ -69,33 +66,25 @@ protected:
         })) << "the meetings did not settle";
     }
     // What a participant joining now finds in cache.
-    std::vector<std::string> LateJoinerSees(IMeeting& meeting)
-    {
-        return Bytes(Joined(meeting, 99)->m_vecCache);
-    }
-    static unsigned Cache(const CTestParticipant& p) { return p.m_vecNames.back().nHandle; }
+    std::vector<std::string> LateJoinerSees(IMeeting& meeting) { return Bytes(Joined(meeting, 99)->m_vecCache); }
+    static unsigned Cache(const CTestParticipant& p) { return p.Cache(); }
     int TracesContaining(const std::string& part) const
     {
         int n = 0;
-        for (const std::string& line : m_vecTraces) n += line.find(part) != std::string::npos;
+        for (const std::string& line : m_ui.Lines()) n += line.find(part) != std::string::npos;
         return n;
     }
 
+    CHostUICapture m_ui;
     CManualRunLoop m_loop{1000.0};
-    std::vector<std::string> m_vecTraces;
     std::vector<std::unique_ptr<IMeeting>> m_aMeetings;
-
-private:
-    static void OnTrace(void* context, const char*, const char* line)
-    {
-        static_cast<RedisMeeting*>(context)->m_vecTraces.push_back(line);
-    }
 };
 
 TEST_F(RedisMeeting, TwoProcessesShareIdsTheSealingKeyAndOneOrderOfPuts)
 {
     CRedisMeetingOptions options = CRedisTestServer::Shared().Options(UniqueTestMeetingId());
     options.bPki = true;
+    options.nTtlSeconds = 100;
     IMeeting& first = Open(options);
     IMeeting& second = Open(options);
     auto a = Joined(first, 1);
@@ -119,7 +108,6 @@ TEST_F(RedisMeeting, TwoProcessesShareIdsTheSealingKeyAndOneOrderOfPuts)
               0);
     EXPECT_NE(std::string(reinterpret_cast<char*>(plain), length).find("sealed text"), std::string::npos);
     b->Service()->ArmService_FreeBuffer(plain);
-
     // One replaces the newest item while the other starts a new one, both at once. Whichever the
     // server runs first decides, and every answer agrees with the one order it chose: the
     // replacement is refused exactly when the new item came first.
@@ -132,6 +120,17 @@ TEST_F(RedisMeeting, TwoProcessesShareIdsTheSealingKeyAndOneOrderOfPuts)
     const bool aRefused = a->m_vecConfirms.back().nResult == ARM_REFUSED;
     EXPECT_EQ(b->m_vecConfirms.back().nResult, 0);
     EXPECT_EQ(LateJoinerSees(first), (std::vector<std::string>{"", aRefused ? "v1" : "from a", "from b"}));
+
+    // Every key expires after the last write.
+    const CRedisKeys keys(options.strMeetingId);
+    const CRedisSyncContext admin = CRedisTestServer::Shared().Admin();
+    std::string error;
+    for (const std::string& key : {keys.strHandshake, keys.strMeta, keys.strLog, keys.Items(cache)}) {
+        CRedisSyncReply ttl = RedisCommandSync(admin.get(), {"TTL", key}, error);
+        ASSERT_TRUE(ttl) << error;
+        EXPECT_GT(ttl->integer, 0) << key;
+        EXPECT_LE(ttl->integer, 100) << key;
+    }
 }
 
 TEST_F(RedisMeeting, AFirstSubscriptionHearsOnlyWhatFollowsItsAnswer)
@@ -139,11 +138,10 @@ TEST_F(RedisMeeting, AFirstSubscriptionHearsOnlyWhatFollowsItsAnswer)
     IMeeting& meeting = Open(CRedisTestServer::Shared().Options(UniqueTestMeetingId()));
     auto writer = Joined(meeting, 1);
     const unsigned cache = Cache(*writer);
-    auto joining = std::make_unique<CTestParticipant>(meeting, m_loop, [this] { Settle(); }, 2);
+    auto joining = Joined(meeting, 2, false);
     for (const std::function<int()>& step : std::vector<std::function<int()>>{
              [&] { return joining->Connect(); }, [&] { return joining->Join(); }, [&] { return joining->Attach(); },
-             [&] { return joining->RegisterCallback() + joining->Enroll(); },
-             [&] { return joining->AllocCache("c"); }}) {
+             [&] { return joining->Enroll(); }, [&] { return joining->AllocCache("c"); }}) {
         ASSERT_EQ(step(), 0);
         Settle();
     }
@@ -297,24 +295,6 @@ TEST_F(RedisMeeting, AclUsersReachTheirMeetingOnlyAndReadersCannotPut)
     CRedisSyncReply left = RedisCommandSync(direct.get(), {"KEYS", CRedisKeys(admin.strMeetingId).strPrefix + "*"}, error);
     ASSERT_TRUE(left);
     EXPECT_EQ(left->elements, 0u);
-}
-
-TEST_F(RedisMeeting, EveryKeyExpiresAfterTheLastWrite)
-{
-    CRedisMeetingOptions options = CRedisTestServer::Shared().Options(UniqueTestMeetingId());
-    options.nTtlSeconds = 100;
-    auto writer = Joined(Open(options), 1);
-    writer->Append(Cache(*writer), "line");
-    Settle();
-    const CRedisKeys keys(options.strMeetingId);
-    const CRedisSyncContext admin = CRedisTestServer::Shared().Admin();
-    std::string error;
-    for (const std::string& key : {keys.strHandshake, keys.strMeta, keys.strLog, keys.Items(Cache(*writer))}) {
-        CRedisSyncReply ttl = RedisCommandSync(admin.get(), {"TTL", key}, error);
-        ASSERT_TRUE(ttl) << error;
-        EXPECT_GT(ttl->integer, 0) << key;
-        EXPECT_LE(ttl->integer, 100) << key;
-    }
 }
 
 // The two connections race; whatever order their news arrives in, entries and answers come out

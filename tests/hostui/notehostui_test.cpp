@@ -55,24 +55,36 @@ TEST_F(HostUI, TraceCallbackGetsModuleAndWholeFormattedLine)
     EXPECT_EQ(m_rec.texts, expected);
 }
 
-TEST_F(HostUI, NullCallbackRestoresTheDefaults)
+TEST_F(HostUI, EachSetterReplacesItsCallbackAndNullRestoresTheDefault)
 {
     unsetenv("NOTE_TRACE");
-    NoteHostUI_SetTraceCallback(Recorder::Text, &m_rec);
+    Recorder first;
+    NoteHostUI_SetTraceCallback(Recorder::Text, &first);
+    NoteHostUI_SetWarningCallback(Recorder::Text, &first);
+    NoteHostUI_SetTelemetryCallback(Recorder::Action, &first);
+    ShowWarningWindow2("Warning", "one");
+    SendTelemetryActionByID(2001);
     NoteHostUI_SetWarningCallback(Recorder::Text, &m_rec);
     NoteHostUI_SetTelemetryCallback(Recorder::Action, &m_rec);
+    testing::internal::CaptureStderr();
+    ShowWarningWindow2(nullptr, nullptr);
+    SendTelemetryActionByID(2002);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(first.texts, (std::vector<std::string>{"Warning|one"}));
+    EXPECT_EQ(first.actions, (std::vector<int>{2001}));
+    EXPECT_EQ(m_rec.texts, (std::vector<std::string>{"|"}));
+    EXPECT_EQ(m_rec.actions, (std::vector<int>{2002}));
+
     NoteHostUI_SetTraceCallback(nullptr, &m_rec);
     NoteHostUI_SetWarningCallback(nullptr, &m_rec);
     NoteHostUI_SetTelemetryCallback(nullptr, &m_rec);
-
     testing::internal::CaptureStderr();
     MacInfoTrace2("note", "NoteInitialize %s", "Begine");  // below the default level
     MacInfoTrace2("note", "%s", "write Failed");           // an error line, whatever its format
     ShowWarningWindow2("Title", "Body");
-    SendTelemetryActionByID(2001);
+    SendTelemetryActionByID(2003);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "note: write Failed\nTitle: Body\n");
-    EXPECT_TRUE(m_rec.texts.empty());
-    EXPECT_TRUE(m_rec.actions.empty());
+    EXPECT_EQ(first.texts.size() + m_rec.texts.size() + m_rec.actions.size(), 3u);
 }
 
 // The default sink in a process of its own: what reaches standard error by level and text
@@ -108,26 +120,6 @@ TEST(HostUIDefaultTraceDeathTest, LevelTextAndEndOfProcess)
         auto ended = [&c](int status) { return c.end == 1 ? WIFSIGNALED(status) : WIFEXITED(status); };
         EXPECT_EXIT(traceAndEnd(), ended, "^" + c.expected + "$") << c.level << " " << c.text << " " << c.end;
     }
-}
-
-TEST_F(HostUI, EachSetterReplacesItsCallbackAndContext)
-{
-    Recorder first;
-    NoteHostUI_SetWarningCallback(Recorder::Text, &first);
-    NoteHostUI_SetTelemetryCallback(Recorder::Action, &first);
-    ShowWarningWindow2("Warning", "one");
-    SendTelemetryActionByID(2001);
-    NoteHostUI_SetWarningCallback(Recorder::Text, &m_rec);
-    NoteHostUI_SetTelemetryCallback(Recorder::Action, &m_rec);
-    testing::internal::CaptureStderr();
-    ShowWarningWindow2(nullptr, nullptr);
-    SendTelemetryActionByID(2002);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-
-    EXPECT_EQ(first.texts, (std::vector<std::string>{"Warning|one"}));
-    EXPECT_EQ(first.actions, (std::vector<int>{2001}));
-    EXPECT_EQ(m_rec.texts, (std::vector<std::string>{"|"}));
-    EXPECT_EQ(m_rec.actions, (std::vector<int>{2002}));
 }
 
 }  // namespace

@@ -13,16 +13,11 @@ namespace {
 
 class LocalConferenceLifetime : public ::testing::Test {
 protected:
-    // A participant hearing on loop, not yet connected.
-    std::unique_ptr<CTestParticipant> NewParticipant(CManualRunLoop& loop)
+    // A participant hearing on loop, subscribed to cache "c" unless join is false.
+    std::unique_ptr<CTestParticipant> Joined(CManualRunLoop& loop, bool join = true)
     {
-        return std::make_unique<CTestParticipant>(*m_meeting, loop, [&loop] { while (loop.RunPending() > 0) {} }, 1);
-    }
-    // A participant hearing on loop, subscribed to cache "c"; m_nCache is the cache's handle.
-    std::unique_ptr<CTestParticipant> Joined(CManualRunLoop& loop)
-    {
-        std::unique_ptr<CTestParticipant> p = NewParticipant(loop);
-        m_nCache = p->JoinAndSubscribe("c");
+        auto p = std::make_unique<CTestParticipant>(*m_meeting, loop, [&loop] { while (loop.RunPending() > 0) {} }, 1);
+        if (join) m_nCache = p->JoinAndSubscribe("c");
         return p;
     }
 
@@ -33,15 +28,14 @@ protected:
 
 TEST_F(LocalConferenceLifetime, CallbacksPostedForAReleasedServiceAreDropped)
 {
-    auto kept = NewParticipant(m_loop);
+    auto kept = Joined(m_loop, false);
     kept->Connect();
     kept->Join();
     EXPECT_EQ(kept->Release(), 0);
     EXPECT_EQ(m_loop.RunPending(), 2);  // both posted callbacks ran, and did nothing
     EXPECT_TRUE(kept->m_vecCallbacks.empty());
-
     // As the plug-in does it: the sink is gone with the service before the loop runs.
-    auto freed = NewParticipant(m_loop);
+    auto freed = Joined(m_loop, false);
     freed->Connect();
     IArmService* service = freed->Service();
     freed.reset();
@@ -50,25 +44,30 @@ TEST_F(LocalConferenceLifetime, CallbacksPostedForAReleasedServiceAreDropped)
     EXPECT_EQ(m_loop.PostedCount(), 0u);
 }
 
-TEST_F(LocalConferenceLifetime, AReleasedSubscriberHearsNothingMore)
+TEST_F(LocalConferenceLifetime, ReleasedDetachedOrReleasingSubscribersHearNothingMore)
 {
     auto writer = Joined(m_loop);
-    auto reader = Joined(m_loop);
+    auto released = Joined(m_loop);
+    auto detached = Joined(m_loop);
     writer->Append(m_nCache, "first");
-    reader.reset();
+    released.reset();
+    EXPECT_EQ(detached->Service()->ArmService_DetachUser(detached->AttachId()), 0);
+    EXPECT_NE(detached->Service()->ArmService_DetachUser(detached->AttachId()), 0);
     writer->Append(m_nCache, "second");
     m_loop.RunPending();
-    EXPECT_EQ(writer->m_vecCache.size(), 3u);  // subscribed, first, second
-}
+    EXPECT_EQ(writer->m_vecCache.size(), 3u);    // subscribed, first, second
+    EXPECT_EQ(detached->m_vecCache.size(), 1u);  // only the subscription answer of before
+    EXPECT_NE(detached->Append(m_nCache, "x"), 0);
+    // Delivery handles live only for the callback.
+    unsigned size = 0;
+    EXPECT_EQ(writer->m_vecCache[1].strBytes, "first");  // read inside the callback
+    EXPECT_NE(writer->Service()->ArmService_GetMemHandleSize(writer->m_vecCache[1].nMemHandle, &size), 0);
 
-TEST_F(LocalConferenceLifetime, ReleaseFromInsideADeliveryIsSafe)
-{
-    auto p = Joined(m_loop);
-    p->Append(m_nCache, "one");
-    p->Append(m_nCache, "two");
-    p->m_fnOnDelivery = [&p] { p->Release(); };
+    writer->Append(m_nCache, "one");
+    writer->Append(m_nCache, "two");
+    writer->m_fnOnDelivery = [&writer] { writer->Release(); };  // from inside a delivery
     m_loop.RunPending();
-    EXPECT_EQ(p->m_vecCache.size(), 2u);  // subscribed and "one"; "two" and the confirms dropped
+    EXPECT_EQ(writer->m_vecCache.size(), 4u);  // "two" and the confirms dropped
 }
 
 TEST_F(LocalConferenceLifetime, CallbacksOutliveTheMeetingHarmlessly)
@@ -80,30 +79,6 @@ TEST_F(LocalConferenceLifetime, CallbacksOutliveTheMeetingHarmlessly)
     p->ForgetService();
     m_loop.RunPending();
     EXPECT_EQ(p->m_vecCallbacks.size(), before);
-}
-
-TEST_F(LocalConferenceLifetime, DetachDropsWhatWasPostedAndStopsDeliveries)
-{
-    auto writer = Joined(m_loop);
-    auto reader = Joined(m_loop);
-    writer->Append(m_nCache, "posted before the detach");
-    EXPECT_EQ(reader->Service()->ArmService_DetachUser(reader->AttachId()), 0);
-    EXPECT_NE(reader->Service()->ArmService_DetachUser(reader->AttachId()), 0);
-    writer->Append(m_nCache, "after");
-    m_loop.RunPending();
-    EXPECT_EQ(reader->m_vecCache.size(), 1u);  // only the subscription answer of before
-    EXPECT_NE(reader->Append(m_nCache, "x"), 0);
-}
-
-TEST_F(LocalConferenceLifetime, DeliveryHandlesLiveOnlyForTheCallback)
-{
-    auto p = Joined(m_loop);
-    p->Append(m_nCache, "12345");
-    m_loop.RunPending();
-    ASSERT_EQ(p->m_vecCache.size(), 2u);
-    EXPECT_EQ(p->m_vecCache[1].strBytes, "12345");  // read inside the callback
-    unsigned size = 0;
-    EXPECT_NE(p->Service()->ArmService_GetMemHandleSize(p->m_vecCache[1].nMemHandle, &size), 0);
 }
 
 TEST_F(LocalConferenceLifetime, EachParticipantHearsOnItsOwnLoop)

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -34,12 +35,7 @@ TEST(SealedRecords, RoundTripsAnyBytesAsPrintableText)
         EXPECT_EQ(OpenText(sealer, record, &result), plain);
         EXPECT_EQ(result, 0);
     }
-}
-
-TEST(SealedRecords, SameTextSealsDifferentlyEachTime)
-{
-    CSealedRecords sealer;
-    EXPECT_NE(sealer.Seal("same", 4), sealer.Seal("same", 4));
+    EXPECT_NE(sealer.Seal("same", 4), sealer.Seal("same", 4));  // a fresh nonce each time
 }
 
 TEST(SealedRecords, RefusesAnythingButAnUntouchedRecordOfItsOwnKey)
@@ -54,7 +50,7 @@ TEST(SealedRecords, RefusesAnythingButAnUntouchedRecordOfItsOwnKey)
     while (!unpadded.empty() && unpadded.back() == '=') unpadded.pop_back();
     ASSERT_NE(unpadded, record);
 
-    struct Case {
+    const struct {
         const char* name;
         std::string text;
         int expected;
@@ -68,7 +64,7 @@ TEST(SealedRecords, RefusesAnythingButAnUntouchedRecordOfItsOwnKey)
         {"shorter than nonce and tag", "SAAAA", CSealedRecords::kTooShort},
         {"one byte changed", flipped, CSealedRecords::kAuthFailed},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         int result = 0;
         EXPECT_EQ(OpenText(sealer, c.text, &result), "") << c.name;
         EXPECT_EQ(result, c.expected) << c.name;
@@ -94,9 +90,8 @@ TEST(SealedRecords, SequencesSplitBackIntoTheirRecords)
     ASSERT_TRUE(SplitSealedSequence(sequence, &records));
     EXPECT_EQ(records, (std::vector<std::string>{"Sabc", std::string(12, 'S')}));
 
-    for (const char* bad : {"5Sabc", "Sabc", "0", "4Sabc3", "99999999999S"}) {
+    for (const char* bad : {"5Sabc", "Sabc", "0", "4Sabc3", "99999999999S"})
         EXPECT_FALSE(SplitSealedSequence(bad, &records)) << bad;
-    }
     EXPECT_TRUE(SplitSealedSequence("", &records));
     EXPECT_TRUE(records.empty());
 }
@@ -123,9 +118,8 @@ TEST(SealedDataUnits, EveryRecordOpensToOneCompleteEnvelope)
             pdu.SerializeFromBuf(&plain[0], static_cast<int>(plain.size()));
             const std::string part = pdu.GetData() ? std::string(pdu.GetData(), size_t(pdu.GetDataLen())) : "";
             EXPECT_EQ(plain.size(), part.size() + CDataPdu::kHeaderLen);  // exactly one envelope
-            EXPECT_EQ(pdu.GetUserFrom(), 1001);
-            EXPECT_EQ(pdu.GetUserTo(), 1002);
-            EXPECT_EQ(pdu.GetModifiedFlag(), -1);
+            EXPECT_EQ(std::make_tuple(pdu.GetUserFrom(), pdu.GetUserTo(), pdu.GetModifiedFlag()),
+                      std::make_tuple(1001, 1002, short(-1)));
             joined += part;
         }
         EXPECT_EQ(joined, payload);

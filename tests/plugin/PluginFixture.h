@@ -1,70 +1,51 @@
 // A host for tests of the loaded plug-in: the plug-in file built with the tests, a meeting
 // (in-process, or on a real redis-server: every test runs on both), participants with headless
-// panels, and the trace lines the plug-in writes.
+// panels, and the trace lines and warnings the plug-in writes.
 #pragma once
 
+#include "HostUICapture.h"
 #include "RedisTestServer.h"
 #include "conference/LocalConference.h"
 #include "loader/PluginParticipant.h"
-#include "tessarinnote/notehostui.h"
 
 #include <glib.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
 
 enum class EConferenceKind { kLocal, kRedis };
 
-inline void PrintTo(EConferenceKind kind, std::ostream* out)
-{
-    *out << (kind == EConferenceKind::kLocal ? "local" : "redis");
-}
-
-inline std::string ConferenceKindName(const ::testing::TestParamInfo<EConferenceKind>& kind)
-{
-    return ::testing::PrintToString(kind.param);
-}
+inline void PrintTo(EConferenceKind kind, std::ostream* out) { *out << (kind == EConferenceKind::kLocal ? "local" : "redis"); }
 
 // Runs the tests of a suite on every conference.
-#define NOTE_ON_EVERY_CONFERENCE(suite)                                                              \
+#define NOTE_ON_EVERY_CONFERENCE(suite)                                                                  \
     INSTANTIATE_TEST_SUITE_P(Kinds, suite, ::testing::Values(EConferenceKind::kLocal, EConferenceKind::kRedis), \
-                             ConferenceKindName)
+                             [](const auto& kind) { return ::testing::PrintToString(kind.param); })
 
 class PluginTest : public ::testing::TestWithParam<EConferenceKind> {
 protected:
-    PluginTest() { NoteHostUI_SetTraceCallback(&OnTrace, this); }
-    ~PluginTest() override { NoteHostUI_SetTraceCallback(nullptr, nullptr); }
-
     void SetUp() override
     {
         std::string error;
         ASSERT_TRUE(m_plugin.Load(CNotePlugin::BuiltPath(), error)) << error;
     }
+    void TearDown() override { NoteHostUI_SetClipboard(nullptr, nullptr); }
 
     // A participant, joined and settled (its handshake and first subscription done).
-    std::unique_ptr<CPluginParticipant> Join(unsigned userId, NOTETAKERTYPE type,
-                                             unsigned userType,
-                                             const std::string& autoSavePath = "")
-    {
-        return JoinMeeting(*m_pMeeting, userId, type, userType, autoSavePath);
-    }
-    std::unique_ptr<CPluginParticipant> JoinMeeting(IMeeting& meeting, unsigned userId, NOTETAKERTYPE type,
-                                                    unsigned userType, const std::string& autoSavePath = "")
+    std::unique_ptr<CPluginParticipant> Join(unsigned userId, NOTETAKERTYPE type, unsigned userType)
     {
         SParticipantSetup setup;
         setup.nUserId = userId;
         setup.notepadType = type;
         setup.nUserType = userType;
-        setup.strAutoSavePath = autoSavePath;
-        auto participant = std::make_unique<CPluginParticipant>(m_plugin, meeting, setup);
+        auto participant = std::make_unique<CPluginParticipant>(m_plugin, *m_pMeeting, setup);
         PumpMainLoop(0.08);
         // Over Redis the handshake also waits for the server: until all is answered and applied.
-        if (GetParam() == EConferenceKind::kRedis) {
-            EXPECT_TRUE(PumpMainLoopUntil(
-                [&meeting] { return IsRedisMeetingSettled(meeting) && !g_main_context_pending(nullptr); }, 10));
-        }
+        EXPECT_TRUE(GetParam() == EConferenceKind::kLocal ||
+                    PumpMainLoopUntil([this] { return IsRedisMeetingSettled(*m_pMeeting) && !g_main_context_pending(nullptr); }, 10));
         return participant;
     }
 
@@ -73,22 +54,14 @@ protected:
     {
         return PumpMainLoopUntil([&] { return who.PanelText() == text; }, 5);
     }
-
     int TraceCount(const std::string& line) const
     {
-        int n = 0;
-        for (const std::string& traced : m_vecTraces) n += traced == line;
-        return n;
+        const std::vector<std::string> lines = m_ui.Lines();
+        return int(std::count(lines.begin(), lines.end(), line));
     }
 
+    CHostUICapture m_ui;
     CNotePlugin m_plugin;
     std::unique_ptr<IMeeting> m_pMeeting = GetParam() == EConferenceKind::kLocal ? NewLocalMeeting(CMeetingOptions())
                                                                                  : NewTestRedisMeeting(CMeetingOptions());
-    std::vector<std::string> m_vecTraces;
-
-private:
-    static void OnTrace(void* context, const char*, const char* line)
-    {
-        static_cast<PluginTest*>(context)->m_vecTraces.push_back(line);
-    }
 };

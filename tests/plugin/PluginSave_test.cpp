@@ -4,11 +4,10 @@
 #include "../panel/SaveChooser.h"
 #include "../platform/ScopedLanguage.h"
 
-#include <dirent.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -16,24 +15,7 @@ namespace {
 
 class PluginSave : public PluginTest {
 protected:
-    PluginSave()
-    {
-        char dir[] = "/tmp/pluginsaveXXXXXX";
-        m_strDir = mkdtemp(dir) ? dir : "";
-        NoteHostUI_SetWarningCallback(&OnWarning, this);
-    }
-    ~PluginSave() override
-    {
-        NoteHostUI_SetWarningCallback(nullptr, nullptr);
-        if (DIR* dir = opendir(m_strDir.c_str())) {
-            while (dirent* entry = readdir(dir)) {
-                const std::string path = m_strDir + "/" + entry->d_name;
-                if (entry->d_name[0] != '.' && unlink(path.c_str()) != 0) rmdir(path.c_str());
-            }
-            closedir(dir);
-        }
-        rmdir(m_strDir.c_str());
-    }
+    ~PluginSave() override { std::filesystem::remove_all(m_strDir); }
 
     // A writer whose panel holds text the tick has seen.
     std::unique_ptr<CPluginParticipant> Writer(NOTETAKERTYPE type, const char* text)
@@ -43,105 +25,80 @@ protected:
         PumpMainLoop(0.12);
         return writer;
     }
-
     static std::string Read(const std::string& path)
     {
         std::ifstream in(path, std::ios::binary);
         return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     }
-    static bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
-    std::string m_strDir;
-    std::vector<std::string> m_vecWarnings;  // "title|text"
-
-private:
-    static void OnWarning(void* context, const char* title, const char* text)
-    {
-        static_cast<PluginSave*>(context)->m_vecWarnings.push_back(std::string(title) + "|" + text);
-    }
+    std::string m_strDir = [] {
+        char dir[] = "/tmp/pluginsaveXXXXXX";
+        return std::string(mkdtemp(dir) ? dir : "/nonexistent");
+    }();
 };
 
-TEST_P(PluginSave, SaveAsksOnceThenSavesToTheSameFile)
+TEST_P(PluginSave, SaveAsksOnceSaveAsAsksAlwaysCancelWritesNothing)
 {
     auto writer = Writer(NOTETAKER_SINGLE, "first");
     void* instance = writer->Instance();
     EXPECT_EQ(1, m_plugin.NoteGetFileSaveState(instance));
     const std::string path = m_strDir + "/minutes.txt";
-    CScopedSaveChooser chooser(true, path);
-
-    EXPECT_EQ(0, m_plugin.NoteFileSave(instance));
-    EXPECT_EQ("first", Read(path));
-    EXPECT_EQ(0, m_plugin.NoteGetFileSaveState(instance));
-    EXPECT_EQ((std::vector<std::string>{"Save Notes As"}), chooser.m_vecTitles);
-    EXPECT_EQ((std::vector<std::string>{"Notes.txt"}), chooser.m_vecDefaultNames);
-
-    writer->Panel()->Type("\nsecond");
-    PumpMainLoop(0.12);
-    EXPECT_EQ(1, m_plugin.NoteGetFileSaveState(instance));
-    EXPECT_EQ(0, m_plugin.NoteFileSave(instance));
-    EXPECT_EQ("first\nsecond", Read(path));
-    EXPECT_EQ(1u, chooser.m_vecTitles.size());
-}
-
-TEST_P(PluginSave, SaveAsChosenAndCancelled)
-{
-    auto writer = Writer(NOTETAKER_CLOSED_CAPTIONS, "caption");
-    const std::string path = m_strDir + "/cc.txt";
     {
         CScopedSaveChooser chooser(true, path);
-        EXPECT_EQ(0, m_plugin.NoteFileSaveAs(writer->Instance()));
-        EXPECT_EQ("caption", Read(path));
-        EXPECT_EQ((std::vector<std::string>{"Save Closed Captions As"}), chooser.m_vecTitles);
-        EXPECT_EQ((std::vector<std::string>{"Closed Captions.txt"}), chooser.m_vecDefaultNames);
+        EXPECT_EQ(0, m_plugin.NoteFileSave(instance));
+        EXPECT_EQ("first", Read(path));
+        EXPECT_EQ(0, m_plugin.NoteGetFileSaveState(instance));
+        writer->Panel()->Type("\nsecond");
+        PumpMainLoop(0.12);
+        EXPECT_EQ(1, m_plugin.NoteGetFileSaveState(instance));
+        EXPECT_EQ(0, m_plugin.NoteFileSave(instance));
+        EXPECT_EQ("first\nsecond", Read(path));
+        EXPECT_EQ((std::vector<std::string>{"Save Notes As"}), chooser.m_vecTitles);
+        EXPECT_EQ((std::vector<std::string>{"Notes.txt"}), chooser.m_vecDefaultNames);
     }
-    // Without a chooser the dialog is cancelled: -1, nothing written.
     unlink(path.c_str());
-    EXPECT_EQ(-1, m_plugin.NoteFileSaveAs(writer->Instance()));
-    EXPECT_FALSE(Exists(path));
+    EXPECT_EQ(-1, m_plugin.NoteFileSaveAs(instance));  // no chooser: the dialog is cancelled
+    EXPECT_NE(0, access(path.c_str(), F_OK));
     // The Save button saves to the file chosen last, without asking.
     writer->Panel()->Type(" more");
     PumpMainLoop(0.12);
-    EXPECT_EQ(1, m_plugin.NoteGetFileSaveState(writer->Instance()));
     writer->Panel()->ClickSave();
-    EXPECT_EQ("caption more", Read(path));
-    EXPECT_EQ(0, m_plugin.NoteGetFileSaveState(writer->Instance()));
-}
+    EXPECT_EQ("first\nsecond more", Read(path));
+    EXPECT_EQ(0, m_plugin.NoteGetFileSaveState(instance));
 
-TEST_P(PluginSave, TheDialogSpeaksTheHostsLanguage)
-{
     // The plug-in finds its catalogues beside its own file.
-    auto writer = Writer(NOTETAKER_SINGLE, "Text");
     CScopedLanguage german("de");
     CScopedSaveChooser chooser;
-    EXPECT_EQ(-1, m_plugin.NoteFileSaveAs(writer->Instance()));
+    EXPECT_EQ(-1, m_plugin.NoteFileSaveAs(instance));
     EXPECT_EQ((std::vector<std::string>{"Notizen speichern unter"}), chooser.m_vecTitles);
 }
 
-TEST_P(PluginSave, ExportWritesTheLocalisedNameIntoTheFolder)
+TEST_P(PluginSave, ExportWritesTheLocalisedNameIntoTheFolderOrAlertsWhenRefused)
 {
-    struct {
+    const struct {
         NOTETAKERTYPE type;
-        bool slash;
+        const char* slash;
         const char* name;
-    } const cases[] = {
-        {NOTETAKER_SINGLE, false, "Notes.txt"},
-        {NOTETAKER_ALL_PARTICIPANTS, true, "Notes.txt"},
-        {NOTETAKER_CLOSED_CAPTIONS, true, "Closed Captions.txt"},
+        const char* title;  // of the save dialog
+    } cases[] = {
+        {NOTETAKER_SINGLE, "", "Notes.txt", "Save Notes As"},
+        {NOTETAKER_ALL_PARTICIPANTS, "/", "Notes.txt", "Save Notes As"},
+        {NOTETAKER_CLOSED_CAPTIONS, "/", "Closed Captions.txt", "Save Closed Captions As"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         auto writer = Writer(c.type, "exported");
-        const std::string folder = m_strDir + (c.slash ? "/" : "");
-        EXPECT_EQ(0, m_plugin.NoteSaveFileToFolder(writer->Instance(), folder.c_str()));
+        EXPECT_EQ(0, m_plugin.NoteSaveFileToFolder(writer->Instance(), (m_strDir + c.slash).c_str()));
         EXPECT_EQ("exported", Read(m_strDir + "/" + c.name));
         EXPECT_EQ(0, m_plugin.NoteGetFileSaveState(writer->Instance()));
         unlink((m_strDir + "/" + c.name).c_str());
+        CScopedSaveChooser chooser;
+        m_plugin.NoteFileSaveAs(writer->Instance());
+        EXPECT_EQ((std::vector<std::string>{c.title}), chooser.m_vecTitles);
+        EXPECT_EQ((std::vector<std::string>{c.name}), chooser.m_vecDefaultNames);
     }
-    EXPECT_TRUE(m_vecWarnings.empty());
-}
+    EXPECT_TRUE(m_ui.m_vecAlerts.empty());
 
-TEST_P(PluginSave, ARefusedTargetIsLeftAloneWithAnAlert)
-{
     auto writer = Writer(NOTETAKER_SINGLE, "new text");
     const std::string target = m_strDir + "/Notes.txt";
     // Read-only for anybody but root; root writes any file, so it gets a folder in the way.
@@ -156,9 +113,9 @@ TEST_P(PluginSave, ARefusedTargetIsLeftAloneWithAnAlert)
     if (geteuid() != 0) {
         EXPECT_EQ("kept", Read(target));
     }
-    EXPECT_EQ((std::vector<std::string>{"Velmar Zentor Notes|You cannot replace \"Notes.txt\" "
-                                        "because you do not have the right privileges."}),
-              m_vecWarnings);
+    ASSERT_EQ(1u, m_ui.m_vecAlerts.size());
+    EXPECT_EQ("Velmar Zentor Notes", m_ui.m_vecAlerts[0].title);
+    EXPECT_EQ("You cannot replace \"Notes.txt\" because you do not have the right privileges.", m_ui.m_vecAlerts[0].text);
 }
 
 NOTE_ON_EVERY_CONFERENCE(PluginSave);

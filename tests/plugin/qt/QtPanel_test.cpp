@@ -49,22 +49,8 @@ QApplication& App()
     return *g_app;
 }
 
-bool PumpUntil(const std::function<bool()>& done, int timeoutMs = 5000)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!done()) {
-        if (timer.elapsed() > timeoutMs) return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        usleep(1000);
-    }
-    return true;
-}
-
-void Pump(int ms)
-{
-    PumpUntil([] { return false; }, ms);
-}
+bool PumpUntil(const std::function<bool()>& done, int timeoutMs = 5000) { return QTest::qWaitFor(done, timeoutMs); }
+void Pump(int ms) { QTest::qWait(ms); }
 
 // One person: a window of the test host with the plug-in's panel in it.
 struct SWindow {
@@ -75,7 +61,6 @@ struct SWindow {
     QPlainTextEdit* Text() const { return window->findChild<QPlainTextEdit*>("NoteTextView"); }
     QPushButton* Button(const char* name) const { return window->findChild<QPushButton*>(name); }
     QString Shown() const { return Text()->toPlainText(); }
-    int Beeps() const { return Text()->property("beepCount").toInt(); }
     void Type(const QString& keys) { QTest::keyClicks(Text(), keys); }
     void Key(int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
     {
@@ -130,44 +115,19 @@ protected:
     std::vector<std::unique_ptr<SWindow>> m_vecWindows;
 };
 
-TEST_F(QtPanel, CaptionsTypedWithReturnReachEveryReaderAndAssistiveTechnology)
-{
-    SWindow& captioner = Join(1, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_WRITER);
-    SWindow& first = Join(2, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_READER);
-    SWindow& second = Join(3, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_READER);
-    // What the reader's panel announces to assistive technology, as it announces it.
-    QSignalSpy announced(first.Text(), SIGNAL(textArrived(int, QString)));
-
-    Focus(captioner);
-    captioner.Type("Good morning");
-    captioner.Key(Qt::Key_Return);
-    EXPECT_TRUE(PumpUntil([&] { return first.Shown() == "Good morning\n" && second.Shown() == "Good morning\n"; }))
-        << first.Shown().toStdString() << "|" << second.Shown().toStdString();
-    ASSERT_EQ(1, announced.count());
-    EXPECT_EQ((QVariantList{0, QString("Good morning\n")}), announced.first());
-
-    // Committed captions are on every screen already: typing into them only beeps.
-    const int beeps = captioner.Beeps();
-    captioner.Key(Qt::Key_Home, Qt::ControlModifier);
-    captioner.Type("x");
-    captioner.Key(Qt::Key_Backspace);
-    EXPECT_EQ("Good morning\n", captioner.Shown());
-    EXPECT_EQ(beeps + 1, captioner.Beeps());
-
-    // A reader's panel takes no typing at all.
-    Focus(first);
-    first.Key(Qt::Key_End, Qt::ControlModifier);
-    first.Type("y");
-    first.Key(Qt::Key_Return);
-    EXPECT_EQ("Good morning\n", first.Shown());
-    EXPECT_GE(first.Beeps(), 2);
-}
-
-TEST_F(QtPanel, AReaderFollowsNewLinesUnlessScrolledUpAndZoomsWithoutChangingText)
+TEST_F(QtPanel, CaptionsReachTheReadersWhoFollowUnlessScrolledUpAndZoomWithoutChangingText)
 {
     SWindow& captioner = Join(1, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_WRITER);
     SWindow& reader = Join(2, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_READER, 400, 200);
+    // What the reader's panel announces to assistive technology, as it announces it.
+    QSignalSpy announced(reader.Text(), SIGNAL(textArrived(int, QString)));
     Focus(captioner);
+    captioner.Type("Good morning");
+    captioner.Key(Qt::Key_Return);
+    ASSERT_TRUE(PumpUntil([&] { return reader.Shown() == "Good morning\n"; })) << reader.Shown().toStdString();
+    ASSERT_EQ(1, announced.count());
+    EXPECT_EQ((QVariantList{0, QString("Good morning\n")}), announced.first());
+
     for (int line = 0; line < 40; ++line) {
         captioner.Type(QString("line %1").arg(line));
         captioner.Key(Qt::Key_Return);
@@ -177,7 +137,6 @@ TEST_F(QtPanel, AReaderFollowsNewLinesUnlessScrolledUpAndZoomsWithoutChangingTex
     Pump(400);  // the meeting's own scroll to the end, five ticks later
     EXPECT_GT(bar->maximum(), 0);
     EXPECT_EQ(bar->maximum(), bar->value());
-
     bar->setValue(3);  // the reader goes back to reread
     captioner.Type("one more");
     captioner.Key(Qt::Key_Return);
@@ -195,24 +154,11 @@ TEST_F(QtPanel, AReaderFollowsNewLinesUnlessScrolledUpAndZoomsWithoutChangingTex
     EXPECT_EQ(text, captioner.Shown());
 }
 
-TEST_F(QtPanel, PublishInANoteTakerMeetingReachesTheReaders)
-{
-    SWindow& taker = Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
-    SWindow& reader = Join(2, NOTETAKER_SINGLE, NOTE_USER_READER);
-    Focus(taker);
-    taker.Type("Agenda: budget");
-    EXPECT_EQ("", reader.Shown());
-    ASSERT_TRUE(PumpUntil([&] { return taker.Button("PublishButton")->isEnabled(); }));
-    QTest::mouseClick(taker.Button("PublishButton"), Qt::LeftButton);
-    EXPECT_TRUE(PumpUntil([&] { return reader.Shown() == "Agenda: budget"; }));
-}
-
-TEST_F(QtPanel, APasteLongerThanTheRoomWarnsAndChangesNothingOneThatFitsIsTaken)
+TEST_F(QtPanel, APasteLongerThanTheRoomWarnsInAMessageBoxAndChangesNothing)
 {
     SWindow& w = Join(1, NOTETAKER_ALL_PARTICIPANTS, NOTE_USER_WRITER);
     Focus(w);
     w.Type("ab");
-    const int room = 81920 - 2;
     QString warning;
     QTimer::singleShot(0, [&] {
         PumpUntil([] { return qobject_cast<QMessageBox*>(QApplication::activeModalWidget()); }, 2000);
@@ -221,16 +167,11 @@ TEST_F(QtPanel, APasteLongerThanTheRoomWarnsAndChangesNothingOneThatFitsIsTaken)
             box->accept();
         }
     });
-    QGuiApplication::clipboard()->setText(QString(room + 1, 'x'));
+    QGuiApplication::clipboard()->setText(QString(81920 - 1, 'x'));
     w.Key(Qt::Key_V, Qt::ControlModifier);
     EXPECT_EQ("Velmar Zentor Notes|Unable to paste all of the selected text into the Notes panel. "
               "Please delete some text and try again.", warning);
     EXPECT_EQ("ab", w.Shown());
-
-    Focus(w);  // the warning took the focus
-    QGuiApplication::clipboard()->setText(QString(room, 'x'));
-    w.Key(Qt::Key_V, Qt::ControlModifier);
-    EXPECT_EQ(81920, w.Shown().size());
 }
 
 // The enabled items of the context menu a right click opens, by tag.
@@ -248,20 +189,9 @@ std::string MenuState(SWindow& w)
     return state.str();
 }
 
-TEST_F(QtPanel, TheContextMenuEnablesItemsByRoleTypeSelectionAndCommittedText)
+TEST_F(QtPanel, TheContextMenuEnablesItemsByRoleAndSelectionAndPublishIsAButton)
 {
     QGuiApplication::clipboard()->setText("z");
-    SWindow& captioner = Join(1, NOTETAKER_CLOSED_CAPTIONS, NOTE_USER_WRITER);
-    Focus(captioner);
-    captioner.Type("said");
-    captioner.Key(Qt::Key_Return);
-    captioner.Type("now");
-    EXPECT_EQ("11- 12+ 14+ ", MenuState(captioner).substr(0, 12));
-    captioner.Key(Qt::Key_Home, Qt::ControlModifier);  // into the committed line: no paste
-    EXPECT_EQ("11- 12- 14+ ", MenuState(captioner).substr(0, 12));
-
-    m_vecWindows.clear();  // its instance leaves before its meeting goes
-    m_pMeeting = NewLocalMeeting(CMeetingOptions());
     SWindow& taker = Join(1, NOTETAKER_SINGLE, NOTE_USER_WRITER);
     SWindow& reader = Join(2, NOTETAKER_SINGLE, NOTE_USER_READER);
     Focus(taker);
@@ -303,8 +233,7 @@ TEST_F(QtPanel, TheSaveDialogIsChosenCancelledOrAbortedWithTheInstance)
     w.Type("Minutes");
     void* instance = w.participant->Instance();
 
-    QString title;
-    QString defaultName;
+    QString title, defaultName;
     AnswerSaveDialog([&](QFileDialog& d) { d.selectFile(path); static_cast<QDialog&>(d).accept(); }, &title, &defaultName);
     EXPECT_EQ(0, m_plugin.NoteFileSaveAs(instance));
     EXPECT_EQ("Save Notes As", title);
@@ -350,12 +279,9 @@ TEST_F(QtPanel, TheLayoutFollowsResizesAndTheSeparatorIsDrawnAboveTheButtons)
     EXPECT_EQ(kNoteViewBackgroundRGB, image.pixel(5, 300 - 2) & 0xFFFFFF);
     EXPECT_EQ(kNoteViewBackgroundRGB, image.pixel(300, 150) & 0xFFFFFF);  // the empty text
 
-    for (QWidget* part : {view, static_cast<QWidget*>(w.Text()), static_cast<QWidget*>(publish),
-                          static_cast<QWidget*>(save)}) {
-        QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(part);
-        ASSERT_TRUE(accessible);
-        EXPECT_FALSE(accessible->text(QAccessible::Name).isEmpty()) << part->objectName().toStdString();
-    }
+    for (QWidget* part : std::initializer_list<QWidget*>{view, w.Text(), publish, save})
+        EXPECT_FALSE(QAccessible::queryAccessibleInterface(part)->text(QAccessible::Name).isEmpty())
+            << part->objectName().toStdString();
     EXPECT_EQ("Publish", publish->toolTip());
     EXPECT_EQ("Save", save->toolTip());
 }
