@@ -99,15 +99,22 @@ TEST(HostUIDefaultTraceDeathTest, LevelTextAndEndOfProcess)
         const char *level, *text;
         int end;               // 0 exit, 1 abort, 2 _exit
         std::string expected;  // a regular expression
+        bool off = false;      // a callback, then tracing off: neither writes anything
     } cases[] = {
         {"", "", 2, error}, {"errors", "full", 1, error}, {"none", "", 0, ""}, {"all", "", 0, all},
         {"ALL", "", 1, all}, {"all", "full", 0, "note: HandleChangeMsg\nnote: x{300}\n" + error + last},
+        {"all", "", 0, "", true},
     };
     for (const auto& c : cases) {
         auto traceAndEnd = [&c] {
             setenv("NOTE_TRACE", c.level, 1);
             setenv("NOTE_TRACE_TEXT", c.text, 1);
             NoteHostUI_SetTraceCallback(nullptr, nullptr);
+            if (c.off) {
+                NoteHostUI_SetTraceCallback([](void*, const char*, const char* line) { fprintf(stderr, "%s\n", line); },
+                                            nullptr);
+                NoteHostUI_SetTraceOff();
+            }
             MacInfoTrace2("note", "HandleChangeMsg");
             MacInfoTrace2("note", "%s", std::string(300, 'x').c_str());
             MacInfoTrace2("note", "CNoteClient::SetNotepadType, no memory for %u bytes", 7u);
