@@ -75,7 +75,10 @@ int CNoteClient::HandleChangeMsg(CNoteChangeInfoPDU& pdu, int apply)
             if (marker.empty()) break;
             strReplaceRow(text, marker, std::string());
         }
-        m_strRecvMsg += text;
+        if (m_strRecvMsg.empty())
+            m_strRecvMsg.swap(text);
+        else
+            m_strRecvMsg += text;
         position = oldLen;
         removeCount = 0;
     } else {
@@ -91,7 +94,10 @@ int CNoteClient::HandleChangeMsg(CNoteChangeInfoPDU& pdu, int apply)
     if (m_strOldMsg.size() - removeCount + m_strRecvMsg.size() != 0) {
         // The shared text is changed where it lies: a caption line is appended to hundreds
         // of kilobytes, which are neither copied nor moved to fresh memory.
-        m_strOldMsg.replace(position, removeCount, m_strRecvMsg);
+        if (m_strOldMsg.empty())
+            m_strOldMsg.swap(m_strRecvMsg);  // a late joiner's first text is not copied
+        else
+            m_strOldMsg.replace(position, removeCount, m_strRecvMsg);
         m_strRecvMsg.clear();
         SetNoteTextData(m_strOldMsg);
         m_strShowMsg.assign(m_strOldMsg);

@@ -288,7 +288,7 @@ bool CNoteChangeInfoPDU::ParseXMLPDU(std::string pdu)
             ParsePosList(posText, pos);
             seg.SetMsgPos(pos);
         }
-        m_vecSegInfo.push_back(seg);
+        m_vecSegInfo.push_back(std::move(seg));
     }
     return true;
 }
