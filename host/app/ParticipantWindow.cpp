@@ -33,6 +33,7 @@ QString ConnectionText(CParticipantWindow::EConnection state)
     case CParticipantWindow::kConnected: return QObject::tr("Connected");
     case CParticipantWindow::kLost: return QObject::tr("Connection lost");
     case CParticipantWindow::kBack: return QObject::tr("Connection back");
+    case CParticipantWindow::kShutOut: return QObject::tr("Shut out: was the meeting deleted?");
     default: return QObject::tr("Not in the meeting");
     }
 }
@@ -190,11 +191,30 @@ void CParticipantWindow::Join()
     UpdateLength();
     if (m_settings.conference == EConference::kRedis) {
         WaitUntilLive();
+        WatchForShutOut();
         return;
     }
     // In process, the handshake is done within a few turns of the loop, before anyone types.
     SetConnection(kConnected);
     if (m_pText) m_pText->setFocus();
+}
+
+// The connections retry a refused password for ever; nobody gets in again without an
+// administrator, so the window leaves (auto-saving notes) and says why.
+void CParticipantWindow::WatchForShutOut()
+{
+    if (!m_pShutOutTimer) {
+        m_pShutOutTimer = new QTimer(this);
+        m_pShutOutTimer->setInterval(250);
+        connect(m_pShutOutTimer, &QTimer::timeout, this, [this] {
+            std::string reason;
+            if (!m_pParticipant || !RedisMeetingRefusesUs(*m_pMeeting, &reason)) return;
+            Leave();
+            SetConnection(kShutOut);
+            m_pConnectionLabel->setToolTip(QString::fromStdString(reason));
+        });
+    }
+    m_pShutOutTimer->start();
 }
 
 void CParticipantWindow::WaitUntilLive()
@@ -237,6 +257,7 @@ void CParticipantWindow::Leave()
     m_pView = nullptr;
     m_pParticipant.reset();
     if (m_pJoinTimer) m_pJoinTimer->stop();
+    if (m_pShutOutTimer) m_pShutOutTimer->stop();
     m_pPanelHost->setEnabled(true);
     m_pPages->setCurrentIndex(1);
     SetConnection(kLeft);
@@ -271,6 +292,7 @@ void CParticipantWindow::SetConnection(EConnection state)
 {
     m_eConnection = state;
     m_pConnectionLabel->setText(ConnectionText(state));
+    m_pConnectionLabel->setToolTip(QString());
     UpdateActions();
 }
 

@@ -31,7 +31,8 @@ class CParticipantWindow : public QMainWindow {
 public:
     // kJoining: a Redis meeting's handshake is under way; the panel takes no typing until the
     // plug-in receives what is put into the meeting, or the first lines would be dropped.
-    enum EConnection { kJoining, kConnected, kLost, kBack, kLeft };
+    // kShutOut: the server refuses our credentials (the meeting was deleted); the window left.
+    enum EConnection { kJoining, kConnected, kLost, kBack, kLeft, kShutOut };
 
     // Joins at once. REQUIRES: plugin outlives the window.
     CParticipantWindow(CNotePlugin& plugin, std::shared_ptr<IMeeting> meeting,
@@ -74,6 +75,7 @@ private:
     void FindPanel();
     void OnMeetingLost(int kind);
     void WaitUntilLive();
+    void WatchForShutOut();
     void SetConnection(EConnection state);
     void UpdateLength();
     void UpdateActions();
@@ -90,6 +92,7 @@ private:
     EConnection m_eConnection = kLeft;
     int m_nOutageMs = 3000;
     QTimer* m_pJoinTimer = nullptr;
+    QTimer* m_pShutOutTimer = nullptr;
     bool m_bLiveSeen = false;  // live at the last look: what the conference posted has run since
     int m_nZoomSteps = 0;
     bool m_bHighContrast = false;

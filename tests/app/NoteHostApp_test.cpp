@@ -196,13 +196,19 @@ TEST_F(NoteHostApp, LeaveThenRejoinRestoresPrivateNotesFromTheAutoSaveFolder)
 }
 
 // Over Redis the handshake takes a while: a captioner who typed at once would lose the line.
+// Once the meeting is deleted with its users, the windows stop retrying and say why.
 TEST_F(NoteHostApp, ARedisWindowTakesTypingOnceJoinedAndItsFirstLineReachesAReader)
 {
     CRedisTestServer server;
+    CRedisMeetingCredentials users;
+    std::string failure;
+    ASSERT_TRUE(CreateRedisMeeting(server.Options("joining"), users, failure)) << failure;
     SSessionSettings settings;
     settings.conference = EConference::kRedis;
     settings.strRedisUrl = "unix://" + server.Options("").strUnixSocket;
     settings.strMeetingId = "joining";
+    settings.strRedisUser = users.strWriterUser;
+    settings.strRedisPassword = users.strWriterPassword;
     settings.role = ERole::kCaptioner;
     QString error;
     CParticipantWindow* captioner = m_pHost->Open(settings, error);
@@ -211,12 +217,21 @@ TEST_F(NoteHostApp, ARedisWindowTakesTypingOnceJoinedAndItsFirstLineReachesARead
     EXPECT_FALSE(captioner->PanelText()->isEnabled());
     settings.nUserId = 2;
     settings.role = ERole::kReader;
+    settings.strRedisUser = users.strReaderUser;
+    settings.strRedisPassword = users.strReaderPassword;
     CParticipantWindow* reader = Open(settings);
     ASSERT_TRUE(reader);
     for (CParticipantWindow* w : {captioner, reader})
         ASSERT_TRUE(PumpUntil([&] { return Status(w, "ConnectionStatus") == "Connected"; }));
     Say(captioner, "First");
     EXPECT_TRUE(PumpUntil([&] { return Shown(reader) == "First\n"; })) << Shown(reader).toStdString();
+
+    ASSERT_TRUE(DeleteRedisMeeting(server.Options("joining"), failure)) << failure;
+    for (CParticipantWindow* w : {captioner, reader}) {
+        EXPECT_TRUE(PumpUntil([&] { return w->Connection() == CParticipantWindow::kShutOut; }));
+        EXPECT_FALSE(w->IsJoined());
+        EXPECT_EQ("Shut out: was the meeting deleted?", Status(w, "ConnectionStatus"));
+    }
 }
 
 TEST_F(NoteHostApp, TheStartDialogAsksAgainWhenTheMeetingCannotBeOpened)
