@@ -4,13 +4,14 @@
   faults.py generate [--per-file N] [--seed S] [--under DIR] > scripts/faults.txt
       Picks up to N mutation sites per source file (src/ and host/, or those under DIR),
       deterministically.
-  faults.py run [--build DIR] [--from K] [--to K] [--jobs J] [--target T] [--tests REGEX]
-                FAULTS [RESULTS]
-      Applies each fault in turn to the checkout, rebuilds DIR incrementally (only target T
-      when given), runs the CTest suite (only the tests matching REGEX when given; stopping at
+  faults.py run [--build DIR] [--from K] [--to K] [--only RESULTS] [--jobs J] [--target T]...
+                [--tests REGEX] FAULTS [RESULTS]
+      Applies each fault in turn to the checkout, rebuilds DIR incrementally (only the targets
+      T when given), runs the CTest suite (only the tests matching REGEX when given; stopping at
       the first failure), restores the file, and appends one line per
       fault to RESULTS: "<id> caught|survived|invalid". invalid: the fault does not apply to this
-      source or does not compile. Interrupting restores the file being mutated.
+      source or does not compile. Interrupting restores the file being mutated. --only: just
+      the faults a results file says survived, e.g. the old tests' run of what the new let pass.
   faults.py compare OLD_RESULTS NEW_RESULTS
       Faults OLD caught that NEW lets survive (exit 1 if any), and the reverse.
 
@@ -102,11 +103,15 @@ def apply(path, original, mutated):
 def run(args):
     build = os.path.join(TOP, args.build)
     out = open(args.results, "a") if args.results else sys.stdout
-    target = ["--target", args.target] if args.target else []
+    target = ["--target"] + args.target if args.target else []
+    only = None
+    if args.only:
+        with open(args.only) as f:
+            only = {l.split()[0] for l in f if l.strip() and l.split()[1] == "survived"}
     tests = ["-R", args.tests] if args.tests else []
     for fid, path, original, mutated in read_faults(args.faults):
         num = int(fid[1:])
-        if num < args.start or num > args.end:
+        if num < args.start or num > args.end or (only is not None and fid not in only):
             continue
         saved = apply(path, original, mutated)
         if saved is None:
@@ -160,7 +165,8 @@ def main():
     r.add_argument("--from", dest="start", type=int, default=0)
     r.add_argument("--to", dest="end", type=int, default=10**9)
     r.add_argument("--jobs", type=int, default=os.cpu_count() or 2)
-    r.add_argument("--target")
+    r.add_argument("--target", action="append")
+    r.add_argument("--only")
     r.add_argument("--tests")
     r.add_argument("faults")
     r.add_argument("results", nargs="?")
