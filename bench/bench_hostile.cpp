@@ -224,6 +224,23 @@ void RegisterItems()
         const std::string text = ChangeOfText("x", kClamp - 200);
         return Le32(0) + Le32(uint32_t(text.size())) + text;
     });
+    // The same length, where no CDATA section is: a plain text, an attribute value, and a
+    // CDATA section inside a comment (the library reads none of them quickly).
+    RegisterItem("Item/PlainTextAtTheClamp", [] {
+        return PackedItem(std::string(kChangeHead) + "<seginfo endnewline=\"0\" posnotemsg=\"\" special=\"0\">" +
+                              Repeat("x", kClamp - 200) + "</seginfo></notecom>",
+                          uint32_t(kClamp));
+    });
+    RegisterItem("Item/AttributeAtTheClamp", [] {
+        return PackedItem(std::string(kChangeHead) + "<seginfo endnewline=\"0\" posnotemsg=\"\" special=\"0\" x=\"" +
+                              Repeat("x", kClamp - 200) + "\"><![CDATA[a]]></seginfo></notecom>",
+                          uint32_t(kClamp));
+    });
+    RegisterItem("Item/CdataInACommentAtTheClamp", [] {
+        return PackedItem(std::string(kChangeHead) + "<!-- <![CDATA[" + Repeat("x", kClamp - 200) +
+                              "]]> --><seginfo endnewline=\"0\" posnotemsg=\"\" special=\"0\">a</seginfo></notecom>",
+                          uint32_t(kClamp));
+    });
     // Element nesting 31 deep (the guard's limit is 32), repeated to the clamp.
     RegisterItem("Item/NestingUnderTheGuard", [] {
         std::string nest;

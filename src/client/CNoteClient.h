@@ -134,6 +134,7 @@ public:
     int CheckChangePduEqual(CNoteChangeInfoPDU& a, CNoteChangeInfoPDU& b);
     void AddChangePduToSavePdu(CNoteChangeInfoPDU pdu);
     int SetSavePduCacheID(CNoteChangeInfoPDU& pdu, unsigned cacheId);
+    // A new change's text is taken out of pdu, which the caller drops afterwards.
     int HandleChangeMsg(CNoteChangeInfoPDU& pdu, int apply);
 
     // --- save, export, publish (NoteClientSave.cpp)

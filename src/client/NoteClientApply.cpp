@@ -29,7 +29,7 @@ int CNoteClient::CheckChangePduEqual(CNoteChangeInfoPDU& a, CNoteChangeInfoPDU& 
 
 void CNoteClient::AddChangePduToSavePdu(CNoteChangeInfoPDU pdu)
 {
-    if (pdu.GetOffSet_INT(1) == 0 && pdu.GetNoteMsg().empty()) return;
+    if (pdu.GetOffSet_INT(1) == 0 && pdu.IsNoteMsgEmpty()) return;
     std::vector<CNoteChangeInfoPDU>& changes = m_SaveInfo.m_vecChangeInfoPdu;
     // The single note taker's changes each carry the whole text: only the latest matters.
     if (m_nNotePadType == NOTETAKER_SINGLE) changes.clear();
@@ -60,7 +60,8 @@ int CNoteClient::HandleChangeMsg(CNoteChangeInfoPDU& pdu, int apply)
 {
     MacInfoTrace2("note", "HandleChangeMsg");
     if (SetSavePduCacheID(pdu, m_nLastCacheId) == 0) return 0;
-    std::string text = pdu.GetNoteMsg();
+    // The save list holds its own copy; the received change is not used again.
+    std::string text = pdu.TakeNoteMsg();
     if (pdu.GetOffSet_INT(1) == 0 && text.empty()) return 0;
 
     const size_t oldLen = m_strOldMsg.size();

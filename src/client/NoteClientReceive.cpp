@@ -129,9 +129,8 @@ int CNoteClient::HandleChangeInfoCache(unsigned cacheId, unsigned entityId, cons
     const size_t textLen = text ? strlen(text) : 0;
     pduText.reserve(textLen + kXmlPadding);
     pduText.assign(text ? text : "", textLen);
-    const int parsed = pdu.ParseXMLPDU(std::move(pduText)) ? 1 : 0;
-    // Its fields are read: the XML tree, as large as the item, goes before the change is applied.
-    pdu.Clear();
+    // The XML tree, as large as the item, goes before the change is applied.
+    const int parsed = pdu.ParseFieldsOnly(std::move(pduText)) ? 1 : 0;
     if (result == 0) {
         m_nLastCacheId = cacheId;
         HandleChangeMsg(pdu, isNew);

@@ -39,6 +39,8 @@ void CNoteClient::SetNoteTextData(const std::string& text)
         ConvertToMacText(text, m_strPanelText);
     if (m_pUI)
         NotifyCocoaUI(m_pUI, NOTEUI_SET_TEXT, const_cast<char*>(m_strPanelText.c_str()), nullptr, nullptr);
+    // Memory for a text longer than any notepad writes (3 bytes a character) is not kept.
+    if (m_strPanelText.size() > 3 * size_t(kCaptionsMaxTextLen)) std::string().swap(m_strPanelText);
     m_bTextChanged = 1;
 }
 

@@ -1,8 +1,11 @@
 // Change PDU: segmentation of the edit's text and its XML form.
 #include "xml/NoteChangeInfoPDU.h"
 
+#include "xml/LongCdata.h"
+
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <utility>
@@ -28,6 +31,17 @@ CNoteSegInfo MakeSegment(const std::string& text, bool special)
     seg.SetSegInfo(text);
     seg.SetSpecial(special);
     return seg;
+}
+
+// What GetText() gives (the first child's text, up to a zero byte), taken out of the node.
+std::string TakeText(TiXmlElement& elem)
+{
+    TiXmlNode* child = elem.FirstChild();
+    if (!child || !child->ToText()) return std::string();
+    std::string text;
+    text.swap(MutableNodeValue(*child));
+    text.resize(strlen(text.c_str()));
+    return text;
 }
 
 }  // namespace
@@ -228,10 +242,35 @@ std::string CNoteChangeInfoPDU::GetNoteMsg()
     return msg;
 }
 
+std::string CNoteChangeInfoPDU::TakeNoteMsg()
+{
+    if (m_vecSegInfo.size() != 1 || m_vecSegInfo[0].GetSpecial()) return GetNoteMsg();
+    CNoteSegInfo& seg = m_vecSegInfo[0];
+    std::string text = seg.TakeSegInfo();
+    KeyChanged();
+    strToRecover(text, seg.GetPosVec());
+    if (seg.GetEndln()) text += "\r\n";
+    return text;
+}
+
+bool CNoteChangeInfoPDU::IsNoteMsgEmpty()
+{
+    // Recovering escapes never shortens a text to nothing.
+    for (const CNoteSegInfo& seg : m_vecSegInfo)
+        if (!seg.GetSpecial() && !seg.SegInfoText().empty()) return false;
+    return GetNoteMsg().empty();
+}
+
 size_t CNoteChangeInfoPDU::GetNoteMsgHash()
 {
     if (!m_bNoteMsgHashValid) {
-        m_nNoteMsgHash = std::hash<std::string>()(GetNoteMsg());
+        // The usual single plain segment is its own text: hashed where it lies.
+        const CNoteSegInfo* only = m_vecSegInfo.size() == 1 ? &m_vecSegInfo[0] : nullptr;
+        if (only && !only->GetSpecial() && !only->GetEndln() && only->GetPosVec().empty() &&
+            only->SegInfoText().find("\n\n") == std::string::npos)
+            m_nNoteMsgHash = std::hash<std::string>()(only->SegInfoText());
+        else
+            m_nNoteMsgHash = std::hash<std::string>()(GetNoteMsg());
         m_bNoteMsgHashValid = true;
     }
     return m_nNoteMsgHash;
@@ -260,7 +299,20 @@ bool CNoteChangeInfoPDU::GenerateXMLPDU()
 
 bool CNoteChangeInfoPDU::ParseXMLPDU(std::string pdu)
 {
+    return ParseFields(pdu, false);
+}
+
+bool CNoteChangeInfoPDU::ParseFieldsOnly(std::string pdu)
+{
+    const bool parsed = ParseFields(pdu, true);
+    Clear();
+    return parsed;
+}
+
+bool CNoteChangeInfoPDU::ParseFields(std::string& pdu, bool takeTexts)
+{
     if (pdu.empty() || !ParseOwned(pdu)) return false;
+    pdu = std::string();  // the document holds what is wanted of it
     TiXmlNode* node = FirstChild("notecom");
     TiXmlElement* root = node ? node->ToElement() : 0;
     if (!root || !CheckVersionAndType(root, XMLPDU_CHANGE_INFO)) return false;
@@ -281,7 +333,7 @@ bool CNoteChangeInfoPDU::ParseXMLPDU(std::string pdu)
         CNoteSegInfo seg;
         seg.SetEndln(savestr(elem->Attribute("endnewline")));
         seg.SetSpecial(savestr(elem->Attribute("special")));
-        seg.SetSegInfo(savestr(elem->GetText()));
+        seg.SetSegInfo(takeTexts ? TakeText(*elem) : savestr(elem->GetText()));
         const std::string posText = savestr(elem->Attribute("posnotemsg"));
         if (!posText.empty()) {
             NotePosList pos;

@@ -49,6 +49,11 @@ public:
 
     void SetNoteMsg(const std::string& msg);
     std::string GetNoteMsg();
+    // GetNoteMsg(), with the text moved out where it is one plain segment: the change is left
+    // without its text.
+    std::string TakeNoteMsg();
+    // GetNoteMsg().empty(), without joining a long text.
+    bool IsNoteMsgEmpty();
     // A hash of GetNoteMsg(), kept until the text changes.
     size_t GetNoteMsgHash();
 
@@ -62,6 +67,9 @@ public:
 
     bool GenerateXMLPDU() override;
     bool ParseXMLPDU(std::string pdu) override;
+    // As ParseXMLPDU, for a change whose fields alone are wanted: the texts are taken out of
+    // the parsed document, which is then dropped.
+    bool ParseFieldsOnly(std::string pdu);
 
     const std::vector<CNoteSegInfo>& GetSegments() const { return m_vecSegInfo; }
 
@@ -78,6 +86,7 @@ private:
 
     // The offsets or the text changed: the cached values follow and the indexes hear of it.
     void KeyChanged();
+    bool ParseFields(std::string& pdu, bool takeTexts);
 
     std::string m_strOffset;
     std::string m_strOffsetLast;

@@ -43,6 +43,19 @@ void CNoteSegInfo::SetSegInfo(const std::string& text)
     m_strSegInfo.append(text, from, std::string::npos);
 }
 
+void CNoteSegInfo::SetSegInfo(std::string&& text)
+{
+    if (text.find("]]>") != std::string::npos) return SetSegInfo(static_cast<const std::string&>(text));
+    m_strSegInfo.swap(text);
+}
+
+std::string CNoteSegInfo::TakeSegInfo()
+{
+    std::string text;
+    text.swap(m_strSegInfo);
+    return text;
+}
+
 std::string CNoteSegInfo::GetSegInfo() const
 {
     return m_strSegInfo;

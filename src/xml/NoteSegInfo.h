@@ -15,7 +15,12 @@ public:
 
     // Stores text with every "]]>" turned into "]] >", which is never undone.
     void SetSegInfo(const std::string& text);
+    // As above, taking text over when it holds no "]]>".
+    void SetSegInfo(std::string&& text);
     std::string GetSegInfo() const;
+    const std::string& SegInfoText() const { return m_strSegInfo; }
+    // The stored text, moved out: the segment is left without one.
+    std::string TakeSegInfo();
 
     void SetEndln(bool endln);
     void SetEndln(const std::string& text);  // true for a non-empty text whose atoi is not 0

@@ -2,6 +2,7 @@
 #include "xml/OrvNoteBaseXML.h"
 
 #include "boundscheck/boundscheck.h"
+#include "xml/LongCdata.h"
 #include "xml/XmlInputGuard.h"
 
 #include <sys/stat.h>
@@ -97,6 +98,18 @@ const char* COrvNoteBaseXML::ParsePadded(std::string& text, TiXmlParsingData* da
     if (!IsXmlInputAcceptable(text.c_str(), text.size(), maxBytes, kMaxElementDepth,
                               MaxNodes(text.size()))) {
         return Refuse(encoding);
+    }
+    CLongCdata lifted;
+    std::string shorter;
+    if (lifted.Lift(text, shorter)) {
+        const size_t saved = text.size() - shorter.size();
+        shorter.append(kXmlPadding, '\0');
+        const char* end = TiXmlDocument::Parse(shorter.c_str(), data, encoding);
+        // Every placeholder was read, so the parse ended after the last of them.
+        if (lifted.PutBack(*this, text)) return end ? text.c_str() + (end - shorter.c_str()) + saved : 0;
+        // A lifted section was no CDATA to the library: the text is parsed as it stands.
+        Clear();
+        ClearError();
     }
     text.append(kXmlPadding, '\0');
     return TiXmlDocument::Parse(text.c_str(), data, encoding);

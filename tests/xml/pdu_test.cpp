@@ -120,6 +120,29 @@ TEST(ChangePdu, MarkersBecomeSpecialSegmentsLeftOutOfTheText)
     }
 }
 
+// A received change's fields read without keeping its document, and the text's shortcuts
+// (hash, emptiness, taking it out), agree with the text joined from a full parse.
+TEST(ChangePdu, FieldsOnlyAndTextShortcutsAgreeWithTheJoinedText)
+{
+    const std::string head = "<notecom ver=\"1.0\" mtype=\"3\">";
+    for (const std::string body : {"<seginfo><![CDATA[abc]]></seginfo>", "<seginfo><![CDATA[a\n\nb]]></seginfo>",
+                                   "<seginfo endnewline=\"1\"><![CDATA[a]]></seginfo>",
+                                   "<seginfo posnotemsg=\"1,\"><![CDATA[aabc]]></seginfo>",
+                                   "<seginfo posnotemsg=\"0,\"/>", "<seginfo special=\"1\">#m#</seginfo>",
+                                   "<seginfo>]]&gt;x&#0;y</seginfo>", ""}) {
+        SCOPED_TRACE(body);
+        CNoteChangeInfoPDU full, fields;
+        ASSERT_TRUE(full.ParseXMLPDU(head + body + "</notecom>"));
+        ASSERT_TRUE(fields.ParseFieldsOnly(head + body + "</notecom>"));
+        EXPECT_EQ(fields.FirstChild(), nullptr);
+        EXPECT_EQ(SegmentTexts(fields), SegmentTexts(full));
+        const std::string joined = full.GetNoteMsg();
+        EXPECT_EQ(fields.GetNoteMsgHash(), std::hash<std::string>()(joined));
+        EXPECT_EQ(fields.IsNoteMsgEmpty(), joined.empty());
+        EXPECT_EQ(fields.TakeNoteMsg(), joined);
+    }
+}
+
 TEST(ChangePdu, SegmentAttributesEmptyTextsAndRefusals)
 {
     CNoteChangeInfoPDU pdu;
