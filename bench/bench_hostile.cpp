@@ -224,8 +224,9 @@ void RegisterItems()
         const std::string text = ChangeOfText("x", kClamp - 200);
         return Le32(0) + Le32(uint32_t(text.size())) + text;
     });
-    // The same length, where no CDATA section is: a plain text, an attribute value, and a
-    // CDATA section inside a comment (the library reads none of them quickly).
+    // The same length where no CDATA section is, which the library reads a character at a
+    // time: a plain text (refused beyond a quarter megabyte), an attribute value, entities,
+    // and a CDATA section inside a comment.
     RegisterItem("Item/PlainTextAtTheClamp", [] {
         return PackedItem(std::string(kChangeHead) + "<seginfo endnewline=\"0\" posnotemsg=\"\" special=\"0\">" +
                               Repeat("x", kClamp - 200) + "</seginfo></notecom>",
@@ -234,6 +235,11 @@ void RegisterItems()
     RegisterItem("Item/AttributeAtTheClamp", [] {
         return PackedItem(std::string(kChangeHead) + "<seginfo endnewline=\"0\" posnotemsg=\"\" special=\"0\" x=\"" +
                               Repeat("x", kClamp - 200) + "\"><![CDATA[a]]></seginfo></notecom>",
+                          uint32_t(kClamp));
+    });
+    RegisterItem("Item/EntitiesAtTheClamp", [] {
+        return PackedItem(std::string(kChangeHead) + "<seginfo endnewline=\"0\" posnotemsg=\"\" special=\"0\" x=\"" +
+                              Repeat("&amp;", kClamp / 2 - 100) + "\">" + Repeat("&#x41;", kClamp / 2 - 100) + "</seginfo></notecom>",
                           uint32_t(kClamp));
     });
     RegisterItem("Item/CdataInACommentAtTheClamp", [] {

@@ -73,6 +73,13 @@ public:
 
     const std::vector<CNoteSegInfo>& GetSegments() const { return m_vecSegInfo; }
 
+    // Text a received change may hold between tags outside CDATA. Notepads write a change's
+    // text as CDATA: only an indented form's white space lies between its tags.
+    static constexpr size_t kMaxTextBetweenTags = 256u * 1024u;
+
+protected:
+    size_t MaxTextBytes() const override { return kMaxTextBetweenTags; }
+
 private:
     // The mark of an indexed change. Its copy is unmarked; assigning to or destroying a
     // marked change counts as a key change.

@@ -96,7 +96,7 @@ const char* COrvNoteBaseXML::ParsePadded(std::string& text, TiXmlParsingData* da
                                          TiXmlEncoding encoding, size_t maxBytes)
 {
     if (!IsXmlInputAcceptable(text.c_str(), text.size(), maxBytes, kMaxElementDepth,
-                              MaxNodes(text.size()))) {
+                              MaxNodes(text.size()), MaxTextBytes())) {
         return Refuse(encoding);
     }
     CLongCdata lifted;

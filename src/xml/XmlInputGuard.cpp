@@ -40,6 +40,7 @@ public:
 
     int Run();
     bool TooManyNodes() const { return m_nodes > m_maxNodes; }
+    size_t TextBytes() const { return m_textBytes; }
 
 private:
     enum Result { kStop, kGoOn };
@@ -60,6 +61,7 @@ private:
     int m_stopAbove;
     size_t m_maxNodes;
     size_t m_nodes = 0;  // nodes the library would make so far
+    size_t m_textBytes = 0;  // of text between tags
     size_t m_i = 0;
     bool m_utf8 = false;
     bool m_encodingKnown = false;
@@ -233,11 +235,13 @@ int CXmlDepthMeter::Run()
         } else if (Cur() != '<') {
             // Text up to the next '<', stepped as the library steps characters.
             ++m_nodes;
+            const size_t textAt = m_i;
             if (!m_utf8) {
                 const void* lt = memchr(m_s + m_i, '<', m_len - m_i);
                 m_i = lt ? static_cast<size_t>(static_cast<const unsigned char*>(lt) - m_s) : m_len;
             }
             while (Cur() && Cur() != '<') Advance(IsSpace(Cur()) || !m_utf8 ? 1 : Utf8Step(Cur()));
+            m_textBytes += m_i - textAt;
             if (!Cur()) break;
             continue;
         } else if (At(m_i + 1) == '/') {
@@ -262,10 +266,10 @@ int MeasureXmlDepth(const char* text, int stopAbove)
 }
 
 bool IsXmlInputAcceptable(const char* text, size_t len, size_t maxBytes, int maxDepth,
-                          size_t maxNodes)
+                          size_t maxNodes, size_t maxTextBytes)
 {
     if (len > maxBytes) return false;
     CXmlDepthMeter meter(reinterpret_cast<const unsigned char*>(text), len, maxDepth, maxNodes);
     const int depth = meter.Run();
-    return depth >= 0 && depth <= maxDepth && !meter.TooManyNodes();
+    return depth >= 0 && depth <= maxDepth && !meter.TooManyNodes() && meter.TextBytes() <= maxTextBytes;
 }

@@ -13,11 +13,12 @@
 constexpr size_t kXmlPadding = 16;
 
 // True when text (len bytes before its terminator) may be handed to the library: no longer
-// than maxBytes, nesting elements no deeper than maxDepth, and making the library build no
-// more than maxNodes nodes (elements, attributes, texts and the rest), whose memory is many
-// times that of the markup that makes them.
+// than maxBytes, nesting elements no deeper than maxDepth, making the library build no more
+// than maxNodes nodes (elements, attributes, texts and the rest), whose memory is many times
+// that of the markup that makes them, and holding no more than maxTextBytes of text between
+// tags outside CDATA sections, which the library reads a character at a time.
 bool IsXmlInputAcceptable(const char* text, size_t len, size_t maxBytes, int maxDepth,
-                          size_t maxNodes);
+                          size_t maxNodes, size_t maxTextBytes = static_cast<size_t>(-1));
 
 // The deepest element nesting the library would build from text (stopping where the
 // library would stop with an error), or -1 for input the guard cannot follow exactly.

@@ -63,6 +63,18 @@ TEST(HostileXml, DeepNestingIsRefusedBeforeTheLibrarySeesItMarkupInTextIsNot)
 // Random documents of tricky pieces: the guard's depth must never be below the nesting the
 // library really builds, or the guard could be walked around. The library keeps an element
 // whose start tag failed, one level deeper than it ever recursed.
+// A notepad writes a change's text as CDATA; as plain text the library reads it a character
+// at a time, so only so much of it is taken.
+TEST(HostileXml, AChangeHoldsLongTextOnlyAsCdata)
+{
+    const std::string head = "<notecom ver=\"1.0\" mtype=\"3\"><seginfo>", tail = "</seginfo></notecom>";
+    const size_t limit = CNoteChangeInfoPDU::kMaxTextBetweenTags;
+    CNoteChangeInfoPDU change;
+    EXPECT_TRUE(change.ParseXMLPDU(head + std::string(limit, 'x') + tail));
+    EXPECT_FALSE(change.ParseXMLPDU(head + std::string(limit + 1, 'x') + tail));
+    EXPECT_TRUE(change.ParseXMLPDU(head + "<![CDATA[" + std::string(4 * limit, 'x') + "]]>" + tail));
+}
+
 TEST(HostileXml, GuardNeverUnderestimatesTheLibrarysNesting)
 {
     const char* pieces[] = {"<a>", "</a>", "<b x=\"1\">", "</b>", "<c/>", "<![CDATA[", "]]>", "<!--", "-->", "<!x>",
