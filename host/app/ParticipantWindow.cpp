@@ -6,6 +6,7 @@
 
 #include <QAction>
 #include <QCloseEvent>
+#include <QEventLoop>
 #include <QFileDialog>
 #include <QLabel>
 #include <QLocale>
@@ -25,6 +26,8 @@ namespace {
 const int kZoomPoints = 2;
 const int kZoomStepsMin = -4;
 const int kZoomStepsMax = 20;
+// The plug-in's tick: it takes the panel's typing in (and marks it for the auto-save) once a tick.
+const qint64 kPluginTickMs = 50;
 
 QString ConnectionText(CParticipantWindow::EConnection state)
 {
@@ -88,8 +91,8 @@ CParticipantWindow::CParticipantWindow(CNotePlugin& plugin, std::shared_ptr<IMee
 
 CParticipantWindow::~CParticipantWindow()
 {
-    // The instance goes before the panel area it was built in.
-    Leave();
+    // The instance goes before the panel area it was built in. No loop may run here.
+    LeaveAfterTyping(false);
 }
 
 void CParticipantWindow::BuildMenus()
@@ -162,7 +165,9 @@ void CParticipantWindow::FindPanel()
     for (QWidget* view : m_pPanelHost->findChildren<QWidget*>(QStringLiteral("NoteView"), Qt::FindDirectChildrenOnly))
         if (!view->isHidden()) m_pView = view;
     if (m_pView) m_pText = m_pView->findChild<QPlainTextEdit*>(QStringLiteral("NoteTextView"));
-    if (m_pText) connect(m_pText, &QPlainTextEdit::textChanged, this, &CParticipantWindow::UpdateLength);
+    if (!m_pText) return;
+    connect(m_pText, &QPlainTextEdit::textChanged, this, &CParticipantWindow::UpdateLength);
+    connect(m_pText, &QPlainTextEdit::textChanged, this, [this] { m_lastTyping.start(); });
 }
 
 void CParticipantWindow::Join()
@@ -243,7 +248,24 @@ void CParticipantWindow::WaitUntilLive()
 
 void CParticipantWindow::Leave()
 {
-    if (!m_pParticipant) return;
+    LeaveAfterTyping(true);
+}
+
+void CParticipantWindow::LeaveAfterTyping(bool waitForTick)
+{
+    if (!m_pParticipant || m_bLeaving) return;
+    // Told of the loss before a tick has seen the last typing, the plug-in would auto-save
+    // without it (or not at all). Two ticks after the typing, one has run: its timer is due
+    // before ours. No user input meanwhile, so nothing more is typed and Leave is not asked again.
+    const qint64 sinceTyping = m_lastTyping.isValid() ? m_lastTyping.elapsed() : 2 * kPluginTickMs;
+    if (waitForTick && sinceTyping < 2 * kPluginTickMs) {
+        m_bLeaving = true;
+        QEventLoop tick;
+        QTimer::singleShot(int(2 * kPluginTickMs - sinceTyping), &tick, &QEventLoop::quit);
+        tick.exec(QEventLoop::ExcludeUserInputEvents);
+        m_bLeaving = false;
+        if (!m_pParticipant) return;
+    }
     ++m_nGeneration;
     m_pMeeting->SetMeetingLostHandler(m_pParticipant->Service(), nullptr);
     // Notes may hold text only this person has (private notes, a note taker's unpublished

@@ -12,6 +12,7 @@
 
 #include "app/SessionSettings.h"
 
+#include <QElapsedTimer>
 #include <QMainWindow>
 #include <QPlainTextEdit>
 #include <QPointer>
@@ -78,6 +79,8 @@ private:
     void WatchForShutOut();
     void SetConnection(EConnection state);
     void UpdateLength();
+    // Leave, optionally after the plug-in's next tick has seen the last typing.
+    void LeaveAfterTyping(bool waitForTick);
     void UpdateActions();
     void Zoom(int steps);
     void* Instance() const;
@@ -96,6 +99,8 @@ private:
     bool m_bLiveSeen = false;  // live at the last look: what the conference posted has run since
     int m_nZoomSteps = 0;
     bool m_bHighContrast = false;
+    bool m_bLeaving = false;
+    QElapsedTimer m_lastTyping;  // since the panel's text last changed
 
     QStackedWidget* m_pPages = nullptr;
     QWidget* m_pPanelHost = nullptr;
