@@ -225,8 +225,8 @@ void RegisterItems()
         return Le32(0) + Le32(uint32_t(text.size())) + text;
     });
     // The same length where no CDATA section is, which the library reads a character at a
-    // time: a plain text (refused beyond a quarter megabyte), an attribute value, entities,
-    // and a CDATA section inside a comment.
+    // time: a plain text and a CDATA section inside a comment (both refused beyond a quarter
+    // megabyte), an attribute value, entities.
     RegisterItem("Item/PlainTextAtTheClamp", [] {
         return PackedItem(std::string(kChangeHead) + "<seginfo endnewline=\"0\" posnotemsg=\"\" special=\"0\">" +
                               Repeat("x", kClamp - 200) + "</seginfo></notecom>",

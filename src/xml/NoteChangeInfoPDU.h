@@ -73,8 +73,9 @@ public:
 
     const std::vector<CNoteSegInfo>& GetSegments() const { return m_vecSegInfo; }
 
-    // Text a received change may hold between tags outside CDATA. Notepads write a change's
-    // text as CDATA: only an indented form's white space lies between its tags.
+    // Text a received change may hold between tags, in comments and in unknown nodes.
+    // Notepads write a change's text as CDATA: only an indented form's white space lies
+    // between its tags, and they write neither comments nor unknown nodes.
     static constexpr size_t kMaxTextBetweenTags = 256u * 1024u;
 
 protected:

@@ -103,7 +103,7 @@ public:
 protected:
     // Most nodes the library may build for a document of bytes bytes of this PDU.
     virtual size_t MaxNodes(size_t bytes) const;
-    // Most bytes of text between tags outside CDATA sections; none by default.
+    // Most bytes of text between tags, comments and unknown nodes; no limit by default.
     virtual size_t MaxTextBytes() const { return static_cast<size_t>(-1); }
     // Parses a text this object may change (it is cut at its first zero byte and padded);
     // false when the guard refuses it or the library reports an error.

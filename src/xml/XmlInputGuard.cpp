@@ -51,6 +51,8 @@ private:
     bool Matches(const char* lit, bool ignoreCase) const;
     void SkipSpace();
     bool SkipPast(const char* terminator);
+    // SkipPast, counting what it skips as text the library reads a character at a time.
+    bool SkipCounted(const char* terminator);
     bool ReadName();
     Result ReadAttribute(std::string* value);
     Result ReadDeclaration();
@@ -61,7 +63,7 @@ private:
     int m_stopAbove;
     size_t m_maxNodes;
     size_t m_nodes = 0;  // nodes the library would make so far
-    size_t m_textBytes = 0;  // of text between tags
+    size_t m_textBytes = 0;  // of text between tags, comments and unknown nodes
     size_t m_i = 0;
     bool m_utf8 = false;
     bool m_encodingKnown = false;
@@ -108,6 +110,14 @@ bool CXmlDepthMeter::SkipPast(const char* terminator)
     }
     m_i = static_cast<size_t>(static_cast<const unsigned char*>(found) - m_s) + n;
     return true;
+}
+
+bool CXmlDepthMeter::SkipCounted(const char* terminator)
+{
+    const size_t from = m_i;
+    const bool found = SkipPast(terminator);
+    m_textBytes += m_i - from;
+    return found;
 }
 
 bool CXmlDepthMeter::ReadName()
@@ -189,7 +199,7 @@ CXmlDepthMeter::Result CXmlDepthMeter::ReadNode()
     if (Matches("<?xml", true)) return ReadDeclaration();
     if (Matches("<!--", false)) {
         Advance(4);
-        return SkipPast("-->") ? kGoOn : kStop;
+        return SkipCounted("-->") ? kGoOn : kStop;
     }
     if (Matches("<![CDATA[", false)) {
         Advance(9);
@@ -219,7 +229,7 @@ CXmlDepthMeter::Result CXmlDepthMeter::ReadNode()
     }
     // Anything else up to the next '>' is a node the library keeps as unknown.
     Advance(1);
-    return SkipPast(">") ? kGoOn : kStop;
+    return SkipCounted(">") ? kGoOn : kStop;
 }
 
 int CXmlDepthMeter::Run()

@@ -16,7 +16,8 @@ constexpr size_t kXmlPadding = 16;
 // than maxBytes, nesting elements no deeper than maxDepth, making the library build no more
 // than maxNodes nodes (elements, attributes, texts and the rest), whose memory is many times
 // that of the markup that makes them, and holding no more than maxTextBytes of text between
-// tags outside CDATA sections, which the library reads a character at a time.
+// tags, comments and other nodes the library keeps whole (all but CDATA sections), which it
+// reads a character at a time.
 bool IsXmlInputAcceptable(const char* text, size_t len, size_t maxBytes, int maxDepth,
                           size_t maxNodes, size_t maxTextBytes = static_cast<size_t>(-1));
 

@@ -73,6 +73,8 @@ TEST(HostileXml, AChangeHoldsLongTextOnlyAsCdata)
     EXPECT_TRUE(change.ParseXMLPDU(head + std::string(limit, 'x') + tail));
     EXPECT_FALSE(change.ParseXMLPDU(head + std::string(limit + 1, 'x') + tail));
     EXPECT_TRUE(change.ParseXMLPDU(head + "<![CDATA[" + std::string(4 * limit, 'x') + "]]>" + tail));
+    EXPECT_FALSE(change.ParseXMLPDU(head + "<!--" + std::string(limit, 'x') + "-->" + tail));
+    EXPECT_FALSE(change.ParseXMLPDU(head + "<!x" + std::string(limit, 'x') + ">" + tail));
 }
 
 TEST(HostileXml, GuardNeverUnderestimatesTheLibrarysNesting)
